@@ -21,10 +21,10 @@ void* AlignedAllocate(int64_t n) {
   if (n < 1 || n > PTRDIFF_MAX - kHeadroom - 1) return nullptr;
   void* start = std::malloc(static_cast<size_t>(n + kHeadroom + 1));
   if (start == nullptr) return nullptr;
-  const uintptr_t address = (reinterpret_cast<uintptr_t>(start) + static_cast<uintptr_t>(kHeadroom)) &
-                            ~static_cast<uintptr_t>(kAlignment - 1);
-  reinterpret_cast<void**>(address)[-1] = start;
-  return reinterpret_cast<void*>(address);
+  const auto last = reinterpret_cast<uintptr_t>(start) + static_cast<uintptr_t>(kHeadroom);
+  char* block = static_cast<char*>(start) + kHeadroom - static_cast<ptrdiff_t>(last % kAlignment);
+  reinterpret_cast<void**>(block)[-1] = start;
+  return block;
 }
 
 void AlignedFree(void* address) {
