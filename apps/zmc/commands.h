@@ -1,0 +1,13 @@
+// The commands of zmc. Each Add function declares a command's arguments and sets what runs when they have been read.
+#pragma once
+
+namespace CLI {
+class App;
+}
+
+namespace zmc {
+
+void AddConvert(CLI::App& command);
+void AddKernels(CLI::App& command);
+
+}  // namespace zmc
