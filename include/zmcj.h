@@ -111,7 +111,68 @@ ZMCJ_API ZmcStatus zmciAdd128_JPEG_16s8u_C1R(const int16_t* pSrc, int srcStep, u
 
 /* ---- JPEG: quantisation ------------------------------------------------------------------------------------------ */
 
+/*
+ * Tables of 64. A raw table holds 8-bit quantisers in zigzag order, as a DQT segment does (ISO/IEC 10918-1, B.2.4.1).
+ * The working tables and the blocks are in row order: entry 8 * row + column.
+ */
+
+/*
+ * Scales a raw table in place by a quality factor: the common meaning of 1 (coarsest) to 100 (every quantiser 1), with
+ * 50 for the table as it is. With scale = 5000 / factor below 50, else 200 - 2 * factor, each quantiser becomes
+ * (quantiser * scale + 50) / 100, held in 1..255; divisions truncate.
+ * The factor is not checked: 0 counts as 1, negative factors and those above 99 make every quantiser 1 (from about 2^22
+ * upwards the 32-bit arithmetic wraps, and the table's contents mean nothing).
+ * Check: pQuantRawTable null: zmcStatusNullPointer.
+ */
+ZMCJ_API ZmcStatus zmciQuantFwdRawTableInit_JPEG_8u(uint8_t* pQuantRawTable, int qualityFactor);
+
+/*
+ * Forward table of a raw one: reciprocals with 15 fraction bits, 32768 / quantiser to the nearest integer. A quantiser
+ * of 0 gives 65535 and, with the table complete, the warning zmcStatusDivisionByZeroWarning.
+ * Check: a pointer null: zmcStatusNullPointer.
+ */
+ZMCJ_API ZmcStatus zmciQuantFwdTableInit_JPEG_8u16u(const uint8_t* pQuantRawTable, uint16_t* pQuantFwdTable);
+
+/* Inverse table of a raw one: the quantisers themselves. Check: a pointer null: zmcStatusNullPointer. */
+ZMCJ_API ZmcStatus zmciQuantInvTableInit_JPEG_8u16u(const uint8_t* pQuantRawTable, uint16_t* pQuantInvTable);
+
+/*
+ * Quantises a block in place: coefficient * table entry / 32768, rounded to the nearest integer, ties to even,
+ * saturated to 16 bits (ISO/IEC 10918-1, A.3.4). Table entries are read as unsigned; all values are legal. Check: a
+ * pointer null: zmcStatusNullPointer.
+ */
+ZMCJ_API ZmcStatus zmciQuantFwd8x8_JPEG_16s_C1I(int16_t* pSrcDst, const uint16_t* pQuantFwdTable);
+
+/*
+ * Dequantises a block in place: coefficient * table entry, saturated to 16 bits (ISO/IEC 10918-1, A.3.4).
+ * Check: a pointer null: zmcStatusNullPointer.
+ */
+ZMCJ_API ZmcStatus zmciQuantInv8x8_JPEG_16s_C1I(int16_t* pSrcDst, const uint16_t* pQuantInvTable);
+
 /* ---- JPEG: discrete cosine transform with quantisation ----------------------------------------------------------- */
+
+/*
+ * The 8x8 transform pair of JPEG (ISO/IEC 10918-1, A.3.3) joined with quantisation. Blocks are 64 coefficients or
+ * centred samples in row order in a buffer of their own; in the LS forms the samples are an 8x8 region of bytes with a
+ * step, and 128 is taken off or added. Tables are those of zmciQuantFwdTableInit_JPEG_8u16u (forward) and
+ * zmciQuantInvTableInit_JPEG_8u16u (inverse).
+ *
+ * The arithmetic is fixed-point and the same everywhere. Forward: within one unit of the exact transform rounded,
+ * before quantisation as by zmciQuantFwd8x8_JPEG_16s_C1I. Inverse: within the limits of IEEE 1180-1990. Samples are
+ * meant to stay in -256..255; far outside, sums saturate at 16 bits (and the forward input, taken eightfold, wraps).
+ * Dequantisation inside the inverse keeps the low 16 bits of each product, unlike zmciQuantInv8x8_JPEG_16s_C1I.
+ *
+ * Checks, in order: pSrc or pDst (or pSrcDst) null: zmcStatusNullPointer; a step below 1: zmcStatusBadStep; the table
+ * null: zmcStatusNullPointer.
+ */
+ZMCJ_API ZmcStatus zmciDCTQuantFwd8x8_JPEG_16s_C1(const int16_t* pSrc, int16_t* pDst, const uint16_t* pQuantFwdTable);
+ZMCJ_API ZmcStatus zmciDCTQuantFwd8x8_JPEG_16s_C1I(int16_t* pSrcDst, const uint16_t* pQuantFwdTable);
+ZMCJ_API ZmcStatus zmciDCTQuantFwd8x8LS_JPEG_8u16s_C1R(const uint8_t* pSrc, int srcStep, int16_t* pDst,
+                                                       const uint16_t* pQuantFwdTable);
+ZMCJ_API ZmcStatus zmciDCTQuantInv8x8_JPEG_16s_C1(const int16_t* pSrc, int16_t* pDst, const uint16_t* pQuantInvTable);
+ZMCJ_API ZmcStatus zmciDCTQuantInv8x8_JPEG_16s_C1I(int16_t* pSrcDst, const uint16_t* pQuantInvTable);
+ZMCJ_API ZmcStatus zmciDCTQuantInv8x8LS_JPEG_16s8u_C1R(const int16_t* pSrc, uint8_t* pDst, int dstStep,
+                                                       const uint16_t* pQuantInvTable);
 
 /* ---- JPEG: Huffman tables and coder state ------------------------------------------------------------------------ */
 

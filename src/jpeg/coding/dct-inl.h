@@ -1,0 +1,239 @@
+// The vector bodies of the DCT with quantisation: whole blocks in registers from the load to the store. Columns are
+// taken eight at a time, a row to a register of 128 bits; rows one or two at a time, as many as a register holds.
+// Read once per level.
+#if defined(ZMCJ_JPEG_CODING_DCT_INL_H_) == defined(HWY_TARGET_TOGGLE)
+#ifdef ZMCJ_JPEG_CODING_DCT_INL_H_
+#undef ZMCJ_JPEG_CODING_DCT_INL_H_
+#else
+#define ZMCJ_JPEG_CODING_DCT_INL_H_
+#endif
+
+#include <hwy/highway.h>
+
+#include "core/memory.h"
+#include "jpeg/coding/dct_tables.h"
+#include "jpeg/coding/quant-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace zmcj::HWY_NAMESPACE {
+#if HWY_TARGET != HWY_EMU128 && HWY_TARGET != HWY_SCALAR
+namespace {
+namespace hn = hwy::HWY_NAMESPACE;
+
+using Row = hn::FixedTag<int16_t, 8>;
+using RowV = hn::VFromD<Row>;
+using Rows = hn::CappedTag<int16_t, 16>;
+using RowsV = hn::VFromD<Rows>;
+constexpr size_t kRegisters = 64 / hn::MaxLanes(Rows());
+
+struct Block {
+  RowV row[8];
+};
+
+HWY_INLINE RowV Sum(RowV a, RowV b) { return hn::SaturatedAdd(a, b); }
+HWY_INLINE RowV Difference(RowV a, RowV b) { return hn::SaturatedSub(a, b); }
+HWY_INLINE RowV Times(RowV v, int16_t factor) { return hn::MulHigh(v, hn::Set(Row(), factor)); }
+// By a factor that is stored less one.
+HWY_INLINE RowV TimesLess1(RowV v, int16_t factor) { return Sum(v, Times(v, factor)); }
+
+// The rows of register i of the row passes.
+template <class D>
+HWY_INLINE hn::VFromD<D> JoinRows(D d, const Block& block, size_t i) {
+  if constexpr (hn::MaxLanes(d) == 16) {
+    return hn::Combine(d, block.row[2 * i + 1], block.row[2 * i]);
+  } else {
+    return block.row[i];
+  }
+}
+template <class D>
+HWY_INLINE void SplitRows(D d, hn::VFromD<D> rows, size_t i, Block& block) {
+  if constexpr (hn::MaxLanes(d) == 16) {
+    block.row[2 * i] = hn::LowerHalf(Row(), rows);
+    block.row[2 * i + 1] = hn::UpperHalf(Row(), rows);
+  } else {
+    block.row[i] = rows;
+  }
+}
+
+// The coefficients of one group for the rows of register i.
+HWY_INLINE RowsV Group(const dct::RowTables& tables, size_t i, size_t group) {
+  return hn::LoadU(Rows(), tables.data() + dct::RowTableIndex(i * (8 / kRegisters), group));
+}
+
+// Sums of the products of pairs, p * a + q * b.
+HWY_INLINE hn::VFromD<hn::RepartitionToWide<Rows>> PairProducts(RowsV p, RowsV a, RowsV q, RowsV b) {
+  const hn::RepartitionToWide<Rows> d32;
+  auto odd = hn::Zero(d32);
+  const auto even = hn::ReorderWidenMulAccumulate(d32, p, a, hn::Zero(d32), odd);
+  return hn::RearrangeToOddPlusEven(hn::ReorderWidenMulAccumulate(d32, q, b, even, odd), odd);
+}
+
+// Within each row.
+HWY_INLINE RowsV Shuffle(RowsV rows, const uint8_t* bytes) {
+  const hn::Repartition<uint8_t, Rows> d8;
+  return hn::BitCast(Rows(), hn::TableLookupBytes(hn::BitCast(d8, rows), hn::LoadDup128(d8, bytes)));
+}
+HWY_INLINE RowsV SwapHalves(RowsV rows) {
+  return hn::BitCast(Rows(), hn::Shuffle1032(hn::BitCast(hn::RepartitionToWide<Rows>(), rows)));
+}
+alignas(16) constexpr uint8_t kReversed[16] = {14, 15, 12, 13, 10, 11, 8, 9, 6, 7, 4, 5, 2, 3, 0, 1};
+alignas(16) constexpr uint8_t kEvenPairs[16] = {0, 1, 4, 5, 0, 1, 4, 5, 8, 9, 12, 13, 8, 9, 12, 13};
+alignas(16) constexpr uint8_t kOddPairs[16] = {2, 3, 6, 7, 2, 3, 6, 7, 10, 11, 14, 15, 10, 11, 14, 15};
+alignas(16) constexpr uint8_t kUpperHalfReversed[16] = {0, 1, 2, 3, 4, 5, 6, 7, 14, 15, 12, 13, 10, 11, 8, 9};
+
+// What the forward column pass starts from: 8 * (row i +- row 7-i).
+struct Folded {
+  RowV sum[4];
+  RowV difference[4];
+};
+
+HWY_INLINE Folded FoldWords(const int16_t* src) {
+  Folded folded;
+  for (size_t i = 0; i < 4; ++i) {
+    const RowV upper = hn::ShiftLeft<dct::kForwardScaleBits>(hn::LoadU(Row(), src + 8 * i));
+    const RowV lower = hn::ShiftLeft<dct::kForwardScaleBits>(hn::LoadU(Row(), src + 8 * (7 - i)));
+    folded.sum[i] = Sum(upper, lower);
+    folded.difference[i] = Difference(upper, lower);
+  }
+  return folded;
+}
+
+// Of bytes that are not centred on zero yet.
+HWY_INLINE Folded FoldBytes(const uint8_t* src, int step) {
+  const hn::Rebind<uint8_t, Row> d8;
+  Folded folded;
+  for (size_t i = 0; i < 4; ++i) {
+    const auto upper = hn::PromoteTo(Row(), hn::LoadU(d8, RowAt(src, static_cast<int64_t>(i), step)));
+    const auto lower = hn::PromoteTo(Row(), hn::LoadU(d8, RowAt(src, static_cast<int64_t>(7 - i), step)));
+    folded.sum[i] = hn::ShiftLeft<dct::kForwardScaleBits>(hn::Add(upper, lower));
+    folded.difference[i] = hn::ShiftLeft<dct::kForwardScaleBits>(hn::Sub(upper, lower));
+  }
+  return folded;
+}
+
+// Every input less `centre`; only the sum of all eight feels it.
+HWY_INLINE Block ForwardColumns(const Folded& x, int centre) {
+  const RowV sum03 = Sum(x.sum[0], x.sum[3]), difference03 = Difference(x.sum[0], x.sum[3]);
+  const RowV sum12 = Sum(x.sum[1], x.sum[2]), difference12 = Difference(x.sum[1], x.sum[2]);
+  Block y;
+  y.row[0] = Sum(sum03, sum12);
+  if (centre != 0) {
+    y.row[0] = hn::Sub(y.row[0], hn::Set(Row(), static_cast<int16_t>(8 * centre << dct::kForwardScaleBits)));
+  }
+  y.row[4] = Difference(sum03, sum12);
+  y.row[2] = Sum(difference03, Times(difference12, dct::kTan2));
+  y.row[6] = Difference(Times(difference03, dct::kTan2), difference12);
+
+  const RowV middle_sum = TimesLess1(Sum(x.difference[1], x.difference[2]), dct::kCosHalfLess1);
+  const RowV middle_difference = TimesLess1(Difference(x.difference[1], x.difference[2]), dct::kCosHalfLess1);
+  const RowV a = Sum(x.difference[0], middle_sum), b = Sum(x.difference[3], middle_difference);
+  y.row[1] = Sum(a, Times(b, dct::kTan1));
+  y.row[7] = Difference(Times(a, dct::kTan1), b);
+  const RowV c = Difference(x.difference[0], middle_sum), d = Difference(x.difference[3], middle_difference);
+  y.row[3] = Difference(c, TimesLess1(d, dct::kTan3Less1));
+  y.row[5] = Sum(TimesLess1(c, dct::kTan3Less1), d);
+  return y;
+}
+
+// Register i of the row pass.
+HWY_INLINE RowsV ForwardRows(RowsV x, size_t i) {
+  const Rows d;
+  const hn::RepartitionToWide<Rows> d32;
+  const RowsV reversed = Shuffle(x, kReversed);
+  const auto a = hn::BitCast(d32, hn::SaturatedAdd(x, reversed));
+  const auto b = hn::BitCast(d32, hn::SaturatedSub(x, reversed));
+  const RowsV p = hn::BitCast(d, hn::InterleaveLower(d32, a, b));
+  const RowsV q = SwapHalves(p);
+  const dct::RowTables& tables = dct::kForwardTables;
+  const auto left = PairProducts(p, Group(tables, i, 0), q, Group(tables, i, 1));
+  const auto right = PairProducts(p, Group(tables, i, 2), q, Group(tables, i, 3));
+  const auto half = hn::Set(d32, 1 << (dct::kForwardShift - 1));
+  return hn::ReorderDemote2To(d, hn::ShiftRight<dct::kForwardShift>(hn::Add(left, half)),
+                              hn::ShiftRight<dct::kForwardShift>(hn::Add(right, half)));
+}
+
+HWY_INLINE void ForwardQuantised(const Block& columns, int16_t* dst, const uint16_t* reciprocals) {
+  const Rows d;
+  const hn::RebindToUnsigned<Rows> du;
+  for (size_t i = 0; i < kRegisters; ++i) {
+    const RowsV coefficients = ForwardRows(JoinRows(d, columns, i), i);
+    const auto table = hn::BitCast(d, hn::LoadU(du, reciprocals + i * hn::MaxLanes(d)));
+    hn::StoreU(Quantise(d, coefficients, table), d, dst + i * hn::MaxLanes(d));
+  }
+}
+
+void ForwardWords(const int16_t* src, int16_t* dst, const uint16_t* reciprocals) {
+  ForwardQuantised(ForwardColumns(FoldWords(src), 0), dst, reciprocals);
+}
+
+void ForwardBytes(const uint8_t* src, int step, int16_t* dst, const uint16_t* reciprocals) {
+  ForwardQuantised(ForwardColumns(FoldBytes(src, step), 128), dst, reciprocals);
+}
+
+// Register i of the row pass; columns 4 to 7 come out in reverse.
+HWY_INLINE RowsV InverseRows(RowsV x, size_t i) {
+  const Rows d;
+  const hn::RepartitionToWide<Rows> d32;
+  const RowsV even_pairs = Shuffle(x, kEvenPairs), odd_pairs = Shuffle(x, kOddPairs);
+  const dct::RowTables& tables = dct::kInverseTables;
+  const auto even = PairProducts(even_pairs, Group(tables, i, 0), SwapHalves(even_pairs), Group(tables, i, 1));
+  const auto odd = PairProducts(odd_pairs, Group(tables, i, 2), SwapHalves(odd_pairs), Group(tables, i, 3));
+  const auto rounded = hn::Add(even, hn::LoadU(d32, dct::kInverseRounding.data() + i * hn::MaxLanes(d32)));
+  return hn::ReorderDemote2To(d, hn::ShiftRight<dct::kInverseRowShift>(hn::Add(rounded, odd)),
+                              hn::ShiftRight<dct::kInverseRowShift>(hn::Sub(rounded, odd)));
+}
+
+HWY_INLINE Block InverseColumns(const Block& y) {
+  const RowV sum04 = Sum(y.row[0], y.row[4]), difference04 = Difference(y.row[0], y.row[4]);
+  const RowV sum26 = Sum(y.row[2], Times(y.row[6], dct::kTan2));
+  const RowV difference26 = Difference(Times(y.row[2], dct::kTan2), y.row[6]);
+  const RowV even[4] = {Sum(sum04, sum26), Sum(difference04, difference26), Difference(difference04, difference26),
+                        Difference(sum04, sum26)};
+
+  const RowV a = Sum(y.row[1], Times(y.row[7], dct::kTan1));
+  const RowV b = Difference(Times(y.row[1], dct::kTan1), y.row[7]);
+  const RowV c = Sum(y.row[3], TimesLess1(y.row[5], dct::kTan3Less1));
+  const RowV d = Difference(TimesLess1(y.row[3], dct::kTan3Less1), y.row[5]);
+  const RowV ac = Difference(a, c), bd = Sum(b, d);
+  const RowV odd[4] = {Sum(a, c), TimesLess1(Sum(ac, bd), dct::kCosHalfLess1),
+                       TimesLess1(Difference(ac, bd), dct::kCosHalfLess1), Difference(b, d)};
+  Block x;
+  for (size_t i = 0; i < 4; ++i) {
+    x.row[i] = hn::ShiftRight<dct::kInverseColumnShift>(Sum(even[i], odd[i]));
+    x.row[7 - i] = hn::ShiftRight<dct::kInverseColumnShift>(Difference(even[i], odd[i]));
+  }
+  return x;
+}
+
+HWY_INLINE Block Inverse(const int16_t* src, const uint16_t* quantisers) {
+  const Rows d;
+  const hn::RebindToUnsigned<Rows> du;
+  Block rows;
+  for (size_t i = 0; i < kRegisters; ++i) {
+    const auto table = hn::BitCast(d, hn::LoadU(du, quantisers + i * hn::MaxLanes(d)));
+    const RowsV coefficients = hn::Mul(hn::LoadU(d, src + i * hn::MaxLanes(d)), table);
+    SplitRows(d, Shuffle(InverseRows(coefficients, i), kUpperHalfReversed), i, rows);
+  }
+  return InverseColumns(rows);
+}
+
+void InverseWords(const int16_t* src, int16_t* dst, const uint16_t* quantisers) {
+  const Block x = Inverse(src, quantisers);
+  for (size_t i = 0; i < 8; ++i) hn::StoreU(x.row[i], Row(), dst + 8 * i);
+}
+
+void InverseBytes(const int16_t* src, uint8_t* dst, int step, const uint16_t* quantisers) {
+  const hn::Rebind<uint8_t, Row> d8;
+  const Block x = Inverse(src, quantisers);
+  for (size_t i = 0; i < 8; ++i) {
+    const RowV shifted = hn::SaturatedAdd(x.row[i], hn::Set(Row(), 128));
+    hn::StoreU(hn::DemoteTo(d8, shifted), d8, RowAt(dst, static_cast<int64_t>(i), step));
+  }
+}
+
+}  // namespace
+#endif
+}  // namespace zmcj::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#endif
