@@ -176,9 +176,148 @@ ZMCJ_API ZmcStatus zmciDCTQuantInv8x8LS_JPEG_16s8u_C1R(const int16_t* pSrc, uint
 
 /* ---- JPEG: Huffman tables and coder state ------------------------------------------------------------------------ */
 
+/*
+ * The Huffman coders' records: a specification per table, made from a DHT segment, and a state per scan, which carries
+ * bits and runs from one block to the next. A state is initialised at the start of every scan and after every restart
+ * marker; the encoders' flush does it by itself. A specification is only read once it is made, and may then be shared
+ * by threads; a state belongs to one thread at a time.
+ */
+typedef struct ZmciEncodeHuffmanSpec_JPEG_8u ZmciEncodeHuffmanSpec_JPEG_8u;
+typedef struct ZmciEncodeHuffmanState_JPEG_8u ZmciEncodeHuffmanState_JPEG_8u;
+typedef struct ZmciDecodeHuffmanSpec_JPEG_8u ZmciDecodeHuffmanSpec_JPEG_8u;
+typedef struct ZmciDecodeHuffmanState_JPEG_8u ZmciDecodeHuffmanState_JPEG_8u;
+
+/*
+ * GetBufSize: the bytes of a record in *pSize (1024, 1048, 1644, 16 in the order below).
+ *
+ * Init: makes a record in the caller's memory of that size, at any address (32-byte alignment is fastest). A
+ * specification is made from 16 counts of codes by length, pListBits, and as many symbols as they add up to, at most
+ * 256, in pListVals (ISO/IEC 10918-1, C.2). A symbol listed twice keeps its last code; a table without symbols is
+ * legal. A state comes out empty.
+ *
+ * InitAlloc: the same in memory that the library allocates. The record's pointer is stored whenever there was memory,
+ * also when the table turns out bad: it is to be freed either way.
+ *
+ * Free: releases a record from InitAlloc, and no other.
+ *
+ * Checks: a null pointer: zmcStatusNullPointer; no memory in InitAlloc: zmcStatusNullPointer, with *pp unchanged; more
+ * than 256 symbols: zmcStatusBadHuffmanTable; in an encoder's table, a code of all ones or more codes of a length than
+ * there are: zmcStatusBadHuffmanTable. A decoder's table may have such codes: those that do not fit are never decoded,
+ * and a 16-bit code of all ones makes all codes of 16 bits undecodable. After zmcStatusBadHuffmanTable the record must
+ * not be used.
+ */
+ZMCJ_API ZmcStatus zmciEncodeHuffmanSpecGetBufSize_JPEG_8u(int* pSize);
+ZMCJ_API ZmcStatus zmciEncodeHuffmanSpecInit_JPEG_8u(const uint8_t* pListBits, const uint8_t* pListVals,
+                                                     ZmciEncodeHuffmanSpec_JPEG_8u* pEncHuffSpec);
+ZMCJ_API ZmcStatus zmciEncodeHuffmanSpecInitAlloc_JPEG_8u(const uint8_t* pListBits, const uint8_t* pListVals,
+                                                          ZmciEncodeHuffmanSpec_JPEG_8u** ppEncHuffSpec);
+ZMCJ_API ZmcStatus zmciEncodeHuffmanSpecFree_JPEG_8u(ZmciEncodeHuffmanSpec_JPEG_8u* pEncHuffSpec);
+ZMCJ_API ZmcStatus zmciEncodeHuffmanStateGetBufSize_JPEG_8u(int* pSize);
+ZMCJ_API ZmcStatus zmciEncodeHuffmanStateInit_JPEG_8u(ZmciEncodeHuffmanState_JPEG_8u* pEncHuffState);
+ZMCJ_API ZmcStatus zmciEncodeHuffmanStateInitAlloc_JPEG_8u(ZmciEncodeHuffmanState_JPEG_8u** ppEncHuffState);
+ZMCJ_API ZmcStatus zmciEncodeHuffmanStateFree_JPEG_8u(ZmciEncodeHuffmanState_JPEG_8u* pEncHuffState);
+ZMCJ_API ZmcStatus zmciDecodeHuffmanSpecGetBufSize_JPEG_8u(int* pSize);
+ZMCJ_API ZmcStatus zmciDecodeHuffmanSpecInit_JPEG_8u(const uint8_t* pListBits, const uint8_t* pListVals,
+                                                     ZmciDecodeHuffmanSpec_JPEG_8u* pDecHuffSpec);
+ZMCJ_API ZmcStatus zmciDecodeHuffmanSpecInitAlloc_JPEG_8u(const uint8_t* pListBits, const uint8_t* pListVals,
+                                                          ZmciDecodeHuffmanSpec_JPEG_8u** ppDecHuffSpec);
+ZMCJ_API ZmcStatus zmciDecodeHuffmanSpecFree_JPEG_8u(ZmciDecodeHuffmanSpec_JPEG_8u* pDecHuffSpec);
+ZMCJ_API ZmcStatus zmciDecodeHuffmanStateGetBufSize_JPEG_8u(int* pSize);
+ZMCJ_API ZmcStatus zmciDecodeHuffmanStateInit_JPEG_8u(ZmciDecodeHuffmanState_JPEG_8u* pDecHuffState);
+ZMCJ_API ZmcStatus zmciDecodeHuffmanStateInitAlloc_JPEG_8u(ZmciDecodeHuffmanState_JPEG_8u** ppDecHuffState);
+ZMCJ_API ZmcStatus zmciDecodeHuffmanStateFree_JPEG_8u(ZmciDecodeHuffmanState_JPEG_8u* pDecHuffState);
+
 /* ---- JPEG: baseline Huffman encoding and statistics -------------------------------------------------------------- */
 
+/*
+ * Encodes one block of a sequential scan (ISO/IEC 10918-1, F.1.2): 64 quantised coefficients in row-major order, of
+ * which the first is DC, become bits behind the first *pDstCurrPos bytes of pDst, which holds dstLenBytes in all. Full
+ * bytes are written, with a 0x00 behind every 0xFF, and *pDstCurrPos moves on; up to seven bits wait in pEncHuffState.
+ * *pLastDC is the component's previous DC value, 0 at the start of a scan and after a restart; it becomes this block's.
+ *
+ * bFlush other than 0: encodes nothing, but fills the last byte with 1-bits and makes the state new. Only pDst,
+ * dstLenBytes, pDstCurrPos and pEncHuffState are used then, the others may be null.
+ *
+ * Checks: pDst null: zmcStatusNullPointer; dstLenBytes below 1: zmcStatusBadSize; pDstCurrPos or pEncHuffState null:
+ * zmcStatusNullPointer; *pDstCurrPos below 0 or a state that no Init made: zmcStatusBadArgument; without bFlush, any
+ * other pointer null: zmcStatusNullPointer. While encoding: a symbol without a code: zmcStatusBadHuffmanTable; no room
+ * for the next byte, or for the 0x00 behind 0xFF: zmcStatusBufferExhausted. The scan is lost then: *pLastDC is updated,
+ * the position stands behind the bytes that were written, the state is as before the write that failed (a code and the
+ * bits that follow it are two writes). The magnitudes are not limited to those of 8-bit pictures.
+ */
+ZMCJ_API ZmcStatus zmciEncodeHuffman8x8_JPEG_16s1u_C1(const int16_t* pSrc, uint8_t* pDst, int dstLenBytes,
+                                                      int* pDstCurrPos, int16_t* pLastDC,
+                                                      const ZmciEncodeHuffmanSpec_JPEG_8u* pDcTable,
+                                                      const ZmciEncodeHuffmanSpec_JPEG_8u* pAcTable,
+                                                      ZmciEncodeHuffmanState_JPEG_8u* pEncHuffState, int bFlush);
+
+/*
+ * The same without a state and without a length: the bits go to bit position *pDstBitsLen of pDst (bit 0 is the top bit
+ * of byte 0), which moves on by them and by the stuffed bytes. The bits already in the byte of that position stay,
+ * those behind the last bit written are 0; when the bits end with a byte, the byte behind it is set to 0. A symbol
+ * without a code is passed over. The caller pads the last byte, and provides for 540 bytes per block.
+ *
+ * Checks: a null pointer: zmcStatusNullPointer; *pDstBitsLen below 0, or so high that the block's end might not be
+ * counted in an int: zmcStatusBadArgument.
+ */
+ZMCJ_API ZmcStatus zmciEncodeHuffman8x8_Direct_JPEG_16s1u_C1(const int16_t* pSrc, uint8_t* pDst, int* pDstBitsLen,
+                                                             int16_t* pLastDC,
+                                                             const ZmciEncodeHuffmanSpec_JPEG_8u* pDcTable,
+                                                             const ZmciEncodeHuffmanSpec_JPEG_8u* pAcTable);
+
+/*
+ * Counts the symbols that encoding the block would take: adds to two arrays of 256 counters by symbol, which the caller
+ * clears at the start, and updates *pLastDC as encoding does. (Fifteen zeros before -32768 make a symbol 256, which no
+ * table can have: it is not counted, and encoding reports it.)
+ *
+ * Checks: a null pointer: zmcStatusNullPointer.
+ */
+ZMCJ_API ZmcStatus zmciGetHuffmanStatistics8x8_JPEG_16s_C1(const int16_t* pSrc, int* pDcStatistics, int* pAcStatistics,
+                                                           int16_t* pLastDC);
+
 /* ---- JPEG: baseline Huffman decoding ----------------------------------------------------------------------------- */
+
+/*
+ * Decodes one block of a sequential scan (ISO/IEC 10918-1, F.2.2) from the nSrcLenBytes of pSrc, of which *pSrcCurrPos
+ * are read, into 64 quantised coefficients in row-major order; pDst is cleared first. *pLastDC as in encoding. The
+ * state holds up to 32 bits read ahead.
+ *
+ * *pMarker is 0 at the start. A 0xFF followed by anything but 0x00 is a marker: its second byte goes into *pMarker, the
+ * position stands behind it, and nothing more is read while *pMarker is not 0. Blocks are decoded from the held bits as
+ * long as they last, so the status does not tell of every marker: look at *pMarker after each block.
+ *
+ * Checks: pSrc null: zmcStatusNullPointer; nSrcLenBytes below 0: zmcStatusBadArgument; any other pointer null:
+ * zmcStatusNullPointer; *pSrcCurrPos below 0 or a state that no Init made: zmcStatusBadArgument. Results:
+ * zmcStatusMarkerFound (a warning): the last coefficient's bits were read up to a marker; zmcStatusBufferExhausted: the
+ * data or the bits before the marker do not suffice, or a fill found a 0xFF as the last byte; zmcStatusBadHuffmanData:
+ * a code that the table does not have. The coefficients decoded so far stand in pDst then. Runs of zeros that lead past
+ * the end of the block end it and write nothing outside it.
+ */
+ZMCJ_API ZmcStatus zmciDecodeHuffman8x8_JPEG_1u16s_C1(const uint8_t* pSrc, int nSrcLenBytes, int* pSrcCurrPos,
+                                                      int16_t* pDst, int16_t* pLastDC, int* pMarker,
+                                                      const ZmciDecodeHuffmanSpec_JPEG_8u* pDcTable,
+                                                      const ZmciDecodeHuffmanSpec_JPEG_8u* pAcTable,
+                                                      ZmciDecodeHuffmanState_JPEG_8u* pDecHuffState);
+
+/*
+ * The same without a state: *pPrefetchedBits holds the bits read ahead, the last one lowest, *pNumValidPrefetchedBits
+ * how many of them are unused (both 0 at the start of a scan). *pSrcBitsLen counts source bits and comes back as eight
+ * times the index of the next unread byte.
+ *
+ * There is no length: pSrc has to end in a marker (any, EOI for instance), and no byte behind that marker is read.
+ * Unlike above, any number of 0xFF bytes may stand before a marker's second byte or a stuffed 0x00.
+ *
+ * Checks: pSrc or pSrcBitsLen null: zmcStatusNullPointer; *pSrcBitsLen below 0: zmcStatusBadArgument; pDst, pLastDC,
+ * pMarker, pPrefetchedBits or pNumValidPrefetchedBits null: zmcStatusNullPointer; *pNumValidPrefetchedBits below 0 or
+ * above 32: zmcStatusBadArgument; pDcTable or pAcTable null: zmcStatusNullPointer. Results as above, but data that end
+ * before a symbol give zmcStatusOk with the block as decoded so far (*pNumValidPrefetchedBits is then 0 if it was an AC
+ * symbol); data that end before a coefficient's bits give zmcStatusBufferExhausted.
+ */
+ZMCJ_API ZmcStatus zmciDecodeHuffman8x8_Direct_JPEG_1u16s_C1(const uint8_t* pSrc, int* pSrcBitsLen, int16_t* pDst,
+                                                             int16_t* pLastDC, int* pMarker, uint32_t* pPrefetchedBits,
+                                                             int* pNumValidPrefetchedBits,
+                                                             const ZmciDecodeHuffmanSpec_JPEG_8u* pDcTable,
+                                                             const ZmciDecodeHuffmanSpec_JPEG_8u* pAcTable);
 
 /* ---- JPEG: optimal Huffman tables -------------------------------------------------------------------------------- */
 

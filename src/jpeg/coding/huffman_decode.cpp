@@ -1,0 +1,188 @@
+// Baseline Huffman decoding of one block (ISO/IEC 10918-1, F.2.2).
+#include <climits>
+
+#include "core/check.h"
+#include "core/level.h"
+#include "core/memory.h"
+#include "jpeg/coding/bit_reader.h"
+#include "jpeg/coding/huffman_records.h"
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "jpeg/coding/huffman_decode.cpp"
+#include "core/foreach_level.h"
+
+#ifndef ZMCJ_HUFFMAN_DECODE_TYPES
+#define ZMCJ_HUFFMAN_DECODE_TYPES
+namespace zmcj {
+
+struct DecodeTables {
+  const DecodeSpec* dc;
+  const DecodeSpec* ac;
+};
+
+struct HuffmanDecodeKernels {
+  ZmcStatus (*decode)(const Source& from, int16_t* block, int16_t* last_dc, const DecodeTables& tables,
+                      DecodeState* state);
+};
+
+// Where decoding stopped, beside the status: the direct form answers the end of the data differently.
+enum class Stop { kDone, kDcSymbol, kAcSymbol, kBits };
+struct Outcome {
+  ZmcStatus status;
+  Stop stop;
+};
+
+// Walks one block's symbols; the block has been cleared.
+template <class Reader>
+inline Outcome DecodeBlock(Reader& reader, int16_t* block, int16_t* last_dc, const DecodeTables& tables) {
+  ZmcStatus status = zmcStatusOk;
+  Symbol symbol = DecodeSymbol(reader, tables.dc);
+  if (symbol.status != zmcStatusOk) return {symbol.status, Stop::kDcSymbol};
+  if (const int size = symbol.value & 15; size != 0) {
+    status = Need(reader, size);
+    if (status < zmcStatusOk) return {status, Stop::kBits};
+    *last_dc = static_cast<int16_t>(*last_dc + Extend(reader.Take(size), size));
+  }
+  StoreSample(block, *last_dc);
+
+  for (uint32_t k = 1; k < 64; ++k) {
+    symbol = DecodeSymbol(reader, tables.ac);
+    if (symbol.status != zmcStatusOk) return {symbol.status, Stop::kAcSymbol};
+    status = zmcStatusOk;
+    const int size = symbol.value & 15;
+    k += symbol.value >> 4;
+    if (size == 0) {
+      if (symbol.value >> 4 != 15) break;
+      continue;
+    }
+    status = Need(reader, size);
+    if (status < zmcStatusOk) return {status, Stop::kBits};
+    const auto value = static_cast<int16_t>(Extend(reader.Take(size), size));
+    if (k <= kLastStoredPosition) StoreSample(block + kNaturalOrder[k], value);
+  }
+  return {status, Stop::kDone};
+}
+
+template <class Reader>
+inline ZmcStatus DecodeWith(const Source& from, int16_t* block, int16_t* last_dc, const DecodeTables& tables,
+                            DecodeState* state) {
+  std::memset(block, 0, 64 * sizeof *block);
+  Reader reader(from, state);
+  const Outcome outcome = DecodeBlock(reader, block, last_dc, tables);
+  reader.Save(from, state);
+  return outcome.status;
+}
+
+}  // namespace zmcj
+#endif
+
+HWY_BEFORE_NAMESPACE();
+namespace zmcj::HWY_NAMESPACE {
+#if ZMCJ_VECTOR_LEVEL
+namespace {
+
+ZMCJ_BIT_INSTRUCTIONS ZmcStatus Decode(const Source& from, int16_t* block, int16_t* last_dc, const DecodeTables& tables,
+                                       DecodeState* state) {
+  return DecodeWith<WordReader>(from, block, last_dc, tables, state);
+}
+
+}  // namespace
+extern constexpr HuffmanDecodeKernels kHuffmanDecode = {Decode};
+#endif
+}  // namespace zmcj::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace zmcj {
+namespace {
+
+constexpr HuffmanDecodeKernels kReference = {DecodeWith<BitReader>};
+constinit Family<HuffmanDecodeKernels> huffman_decode("huffman decode", kReference, {ZMCJ_LEVELS(kHuffmanDecode)});
+const Enrolment enrolment(huffman_decode);
+
+// The reader of the direct form: the caller holds accumulator and count, the source has no length and ends at its
+// marker, and 0xFF bytes before another 0xFF are fill.
+class DirectReader : public HeldBits {
+ public:
+  DirectReader(const uint8_t* bytes, int position, int marker, HeldBits held)
+      : HeldBits(held), bytes_(bytes), position_(position), marker_(marker) {}
+
+  // The last byte index whose bits the caller's int can count.
+  static constexpr int kLength = INT_MAX / 8 - 1;
+
+  ZmcStatus Fill(int need) {
+    ZmcStatus status = zmcStatusOk;
+    while (marker_ == 0 && count_ < kFilled && position_ < kLength) {
+      const uint8_t byte = bytes_[position_++];
+      if (byte == 0xFF) {
+        uint8_t second = 0xFF;
+        while (second == 0xFF && position_ < kLength) second = bytes_[position_++];
+        if (second != 0) {
+          marker_ = second;
+          status = zmcStatusMarkerFound;
+          break;
+        }
+      }
+      accumulator_ = accumulator_ << 8 | byte;
+      count_ += 8;
+    }
+    return count_ < need ? zmcStatusBufferExhausted : status;
+  }
+
+  int position() const { return position_; }
+  int marker() const { return marker_; }
+
+ private:
+  const uint8_t* bytes_;
+  int position_;
+  int marker_;
+};
+
+ZmcStatus DecodeDirect(const uint8_t* bytes, int* bits, int16_t* block, int16_t* last_dc, int* marker,
+                       uint32_t* prefetched, int* prefetched_count, const DecodeTables& tables) {
+  std::memset(block, 0, 64 * sizeof *block);
+  DirectReader reader(bytes, *bits / 8, *marker, HeldBits(*prefetched, *prefetched_count));
+  const Outcome outcome = DecodeBlock(reader, block, last_dc, tables);
+  *bits = reader.position() * 8;
+  *marker = reader.marker();
+  *prefetched = reader.accumulator();
+  *prefetched_count = reader.count();
+  // Data that end before a symbol end the block, too.
+  if (outcome.status != zmcStatusBufferExhausted || outcome.stop == Stop::kBits) return outcome.status;
+  if (outcome.stop == Stop::kAcSymbol) *prefetched_count = 0;
+  return zmcStatusOk;
+}
+
+}  // namespace
+}  // namespace zmcj
+
+using namespace zmcj;
+
+ZmcStatus zmciDecodeHuffman8x8_JPEG_1u16s_C1(const uint8_t* pSrc, int nSrcLenBytes, int* pSrcCurrPos, int16_t* pDst,
+                                             int16_t* pLastDC, int* pMarker,
+                                             const ZmciDecodeHuffmanSpec_JPEG_8u* pDcTable,
+                                             const ZmciDecodeHuffmanSpec_JPEG_8u* pAcTable,
+                                             ZmciDecodeHuffmanState_JPEG_8u* pDecHuffState) {
+  if (ZmcStatus s = FirstFailure(NotNull(pSrc), Require(nSrcLenBytes >= 0, zmcStatusBadArgument),
+                                 NotNull(pSrcCurrPos, pDst, pLastDC, pMarker, pDcTable, pAcTable, pDecHuffState))) {
+    return s;
+  }
+  if (ZmcStatus s = CheckReading(pSrcCurrPos, pDecHuffState)) return s;
+  return huffman_decode->decode({pSrc, nSrcLenBytes, pSrcCurrPos, pMarker}, pDst, pLastDC, {pDcTable, pAcTable},
+                                pDecHuffState);
+}
+
+ZmcStatus zmciDecodeHuffman8x8_Direct_JPEG_1u16s_C1(const uint8_t* pSrc, int* pSrcBitsLen, int16_t* pDst,
+                                                    int16_t* pLastDC, int* pMarker, uint32_t* pPrefetchedBits,
+                                                    int* pNumValidPrefetchedBits,
+                                                    const ZmciDecodeHuffmanSpec_JPEG_8u* pDcTable,
+                                                    const ZmciDecodeHuffmanSpec_JPEG_8u* pAcTable) {
+  if (ZmcStatus s = NotNull(pSrc, pSrcBitsLen)) return s;
+  if (*pSrcBitsLen < 0) return zmcStatusBadArgument;
+  if (ZmcStatus s = NotNull(pDst, pLastDC, pMarker, pPrefetchedBits, pNumValidPrefetchedBits)) return s;
+  if (*pNumValidPrefetchedBits < 0 || *pNumValidPrefetchedBits > 32) return zmcStatusBadArgument;
+  if (ZmcStatus s = NotNull(pDcTable, pAcTable)) return s;
+  return DecodeDirect(pSrc, pSrcBitsLen, pDst, pLastDC, pMarker, pPrefetchedBits, pNumValidPrefetchedBits,
+                      {pDcTable, pAcTable});
+}
+#endif

@@ -1,0 +1,259 @@
+// Baseline Huffman encoding of one block (ISO/IEC 10918-1, F.1.2), and counting the symbols that it would take.
+#include <climits>
+
+#include "core/check.h"
+#include "core/level.h"
+#include "core/memory.h"
+#include "jpeg/coding/bit_writer.h"
+#include "jpeg/coding/huffman_records.h"
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "jpeg/coding/huffman_encode.cpp"
+#include "core/foreach_level.h"
+// Per level, so behind the line above.
+#include "jpeg/coding/zigzag_mask-inl.h"
+
+#ifndef ZMCJ_HUFFMAN_ENCODE_TYPES
+#define ZMCJ_HUFFMAN_ENCODE_TYPES
+namespace zmcj {
+
+struct EncodeTables {
+  const EncodeSpec* dc;
+  const EncodeSpec* ac;
+};
+
+struct HuffmanEncodeKernels {
+  ZmcStatus (*encode)(const int16_t* block, const Destination& to, int16_t* last_dc, const EncodeTables& tables,
+                      EncodeState* state);
+  void (*encode_direct)(const int16_t* block, uint8_t* dst, int* bits, int16_t* last_dc, const EncodeTables& tables);
+  void (*count)(const int16_t* block, int* dc_counts, int* ac_counts, int16_t* last_dc);
+};
+
+// A run of 15 before -32768, whose category is 16, makes 256: no table has a code for it.
+inline constexpr uint32_t kSymbols = 256;
+inline uint32_t AcEntry(const EncodeSpec* ac, uint32_t symbol) { return symbol < kSymbols ? ac->entries[symbol] : 0; }
+
+inline int32_t NextDifference(const int16_t* block, int16_t* last_dc) {
+  const auto dc = LoadSample<int16_t>(block);
+  const int32_t difference = dc - *last_dc;
+  *last_dc = dc;
+  return difference;
+}
+
+// The reference: one coefficient after the other. A sink takes a symbol with the appended bits of its value.
+template <class Sink>
+ZmcStatus WalkReference(const int16_t* block, int16_t* last_dc, Sink& sink) {
+  const int32_t difference = NextDifference(block, last_dc);
+  const int dc_category = MagnitudeCategory(difference);
+  if (ZmcStatus s = sink.Dc(static_cast<uint32_t>(dc_category), AppendedBits(difference, dc_category), dc_category)) {
+    return s;
+  }
+  uint32_t run = 0;
+  for (int k = 1; k < 64; ++k) {
+    const int32_t v = LoadSample<int16_t>(block + kNaturalOrder[k]);
+    if (v == 0) {
+      ++run;
+      continue;
+    }
+    for (; run > 15; run -= 16) {
+      if (ZmcStatus s = sink.Ac(kZeroRun16, 0, 0)) return s;
+    }
+    const int category = MagnitudeCategory(v);
+    if (ZmcStatus s = sink.Ac(run * 16 + static_cast<uint32_t>(category), AppendedBits(v, category), category)) {
+      return s;
+    }
+    run = 0;
+  }
+  return run > 0 ? sink.Ac(kEndOfBlock, 0, 0) : zmcStatusOk;
+}
+
+struct CheckedSink {
+  BitWriter writer;
+  EncodeTables tables;
+  ZmcStatus Dc(uint32_t symbol, uint32_t appended, int category) {
+    return writer.PutCoded(tables.dc->entries[symbol], appended, category);
+  }
+  ZmcStatus Ac(uint32_t symbol, uint32_t appended, int category) {
+    return writer.PutCoded(AcEntry(tables.ac, symbol), appended, category);
+  }
+};
+
+// Passes over a code that the table lacks, but not over the bits that follow it.
+struct DirectSink {
+  BitWriter writer;
+  EncodeTables tables;
+  bool touched = false;
+  ZmcStatus Put(uint32_t entry, uint32_t appended, int category) {
+    touched |= entry >> 16 != 0 || category != 0;
+    writer.Put(entry, static_cast<int>(entry >> 16));
+    return writer.Put(appended, category);
+  }
+  ZmcStatus Dc(uint32_t symbol, uint32_t appended, int category) {
+    return Put(tables.dc->entries[symbol], appended, category);
+  }
+  ZmcStatus Ac(uint32_t symbol, uint32_t appended, int category) {
+    return Put(AcEntry(tables.ac, symbol), appended, category);
+  }
+};
+
+struct CountingSink {
+  int* dc_counts;
+  int* ac_counts;
+  ZmcStatus Dc(uint32_t symbol, uint32_t, int) {
+    ++dc_counts[symbol];
+    return zmcStatusOk;
+  }
+  ZmcStatus Ac(uint32_t symbol, uint32_t, int) {
+    if (symbol < kSymbols) ++ac_counts[symbol];
+    return zmcStatusOk;
+  }
+};
+
+inline ZmcStatus EncodeReference(const int16_t* block, const Destination& to, int16_t* last_dc,
+                                 const EncodeTables& tables, EncodeState* state) {
+  CheckedSink sink{BitWriter(to, state), tables};
+  const ZmcStatus status = WalkReference(block, last_dc, sink);
+  sink.writer.Save(state);
+  return status;
+}
+
+// The direct form keeps its pending bits in the destination: the byte of the bit position holds them at its top.
+template <class Writer>
+void SaveDirect(const Writer& writer, uint8_t* dst, int* bits) {
+  dst[writer.position()] = static_cast<uint8_t>(writer.partial_byte());
+  *bits = writer.position() * 8 + writer.count();
+}
+
+inline void EncodeDirectReference(const int16_t* block, uint8_t* dst, int* bits, int16_t* last_dc,
+                                  const EncodeTables& tables) {
+  int position = *bits / 8;
+  const int count = *bits % 8;
+  DirectSink sink{BitWriter({dst, INT_MAX, &position}, count, count > 0 ? dst[position] : 0u), tables};
+  WalkReference(block, last_dc, sink);
+  if (sink.touched) SaveDirect(sink.writer, dst, bits);
+}
+
+inline void CountReference(const int16_t* block, int* dc_counts, int* ac_counts, int16_t* last_dc) {
+  CountingSink sink{dc_counts, ac_counts};
+  WalkReference(block, last_dc, sink);
+}
+
+}  // namespace zmcj
+#endif
+
+HWY_BEFORE_NAMESPACE();
+namespace zmcj::HWY_NAMESPACE {
+#if ZMCJ_VECTOR_LEVEL
+namespace {
+
+// From one non-zero coefficient to the next. `put_dc` and `put_ac` take an entry of their table with the appended bits,
+// and say whether to go on.
+template <class Sink>
+ZMCJ_BIT_INSTRUCTIONS HWY_INLINE bool Walk(const int16_t* block, int16_t* last_dc, Sink& sink) {
+  const int32_t difference = NextDifference(block, last_dc);
+  const int dc_category = MagnitudeCategory(difference);
+  if (!sink.Dc(static_cast<uint32_t>(dc_category), AppendedBits(difference, dc_category), dc_category)) return false;
+  uint64_t mask = NonZeroMask(block) >> 1;  // of the positions from 1
+  int next = 1;
+  while (mask != 0) {
+    int run = std::countr_zero(mask);
+    const int k = next + run;
+    mask = mask >> run >> 1;
+    next = k + 1;
+    for (; run > 15; run -= 16) {
+      if (!sink.Ac(kZeroRun16, 0, 0)) return false;
+    }
+    const int32_t v = LoadSample<int16_t>(block + kNaturalOrder[k]);
+    const int category = MagnitudeCategory(v);
+    if (!sink.Ac(static_cast<uint32_t>(run * 16 + category), AppendedBits(v, category), category)) return false;
+  }
+  return next == 64 || sink.Ac(kEndOfBlock, 0, 0);
+}
+
+struct PackedSink {
+  PackedWriter writer;
+  EncodeTables tables;
+  HWY_INLINE bool Put(uint32_t entry, uint32_t appended, int category) {
+    const int length = static_cast<int>(entry >> 16);
+    if (length == 0) return false;
+    writer.Put(static_cast<uint64_t>(entry & 0xFFFF) << category | appended, length + category);
+    return true;
+  }
+  HWY_INLINE bool Dc(uint32_t symbol, uint32_t appended, int category) {
+    return Put(tables.dc->entries[symbol], appended, category);
+  }
+  HWY_INLINE bool Ac(uint32_t symbol, uint32_t appended, int category) {
+    return Put(AcEntry(tables.ac, symbol), appended, category);
+  }
+};
+
+ZMCJ_BIT_INSTRUCTIONS ZmcStatus Encode(const int16_t* block, const Destination& to, int16_t* last_dc,
+                                       const EncodeTables& tables, EncodeState* state) {
+  if (!PackedWriter::HasRoom(to)) return EncodeReference(block, to, last_dc, tables, state);
+  PackedSink sink{PackedWriter(to, state), tables};
+  const bool coded = Walk(block, last_dc, sink);
+  sink.writer.Flush();
+  sink.writer.Save(state);
+  return coded ? zmcStatusOk : zmcStatusBadHuffmanTable;
+}
+
+struct VectorCountingSink {
+  CountingSink counts;
+  HWY_INLINE bool Dc(uint32_t symbol, uint32_t, int) { return counts.Dc(symbol, 0, 0) == zmcStatusOk; }
+  HWY_INLINE bool Ac(uint32_t symbol, uint32_t, int) { return counts.Ac(symbol, 0, 0) == zmcStatusOk; }
+};
+
+ZMCJ_BIT_INSTRUCTIONS void Count(const int16_t* block, int* dc_counts, int* ac_counts, int16_t* last_dc) {
+  VectorCountingSink sink{{dc_counts, ac_counts}};
+  Walk(block, last_dc, sink);
+}
+
+}  // namespace
+extern constexpr HuffmanEncodeKernels kHuffmanEncode = {Encode, EncodeDirectReference, Count};
+#endif
+}  // namespace zmcj::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace zmcj {
+namespace {
+
+constexpr HuffmanEncodeKernels kReference = {EncodeReference, EncodeDirectReference, CountReference};
+constinit Family<HuffmanEncodeKernels> huffman_encode("huffman encode", kReference, {ZMCJ_LEVELS(kHuffmanEncode)});
+const Enrolment enrolment(huffman_encode);
+
+// The last bit position from which a block's bits can still be counted in an int.
+constexpr int kLastDirectPosition = INT_MAX - 8 * PackedWriter::kRoomPerBlock;
+
+}  // namespace
+}  // namespace zmcj
+
+using namespace zmcj;
+
+ZmcStatus zmciEncodeHuffman8x8_JPEG_16s1u_C1(const int16_t* pSrc, uint8_t* pDst, int dstLenBytes, int* pDstCurrPos,
+                                             int16_t* pLastDC, const ZmciEncodeHuffmanSpec_JPEG_8u* pDcTable,
+                                             const ZmciEncodeHuffmanSpec_JPEG_8u* pAcTable,
+                                             ZmciEncodeHuffmanState_JPEG_8u* pEncHuffState, int bFlush) {
+  if (ZmcStatus s = CheckDestination(pDst, dstLenBytes, pDstCurrPos, pEncHuffState)) return s;
+  const Destination to = {pDst, dstLenBytes, pDstCurrPos};
+  if (bFlush != 0) return PadAndReset(to, pEncHuffState);
+  if (ZmcStatus s = NotNull(pSrc, pLastDC, pDcTable, pAcTable)) return s;
+  return huffman_encode->encode(pSrc, to, pLastDC, {pDcTable, pAcTable}, pEncHuffState);
+}
+
+ZmcStatus zmciEncodeHuffman8x8_Direct_JPEG_16s1u_C1(const int16_t* pSrc, uint8_t* pDst, int* pDstBitsLen,
+                                                    int16_t* pLastDC, const ZmciEncodeHuffmanSpec_JPEG_8u* pDcTable,
+                                                    const ZmciEncodeHuffmanSpec_JPEG_8u* pAcTable) {
+  if (ZmcStatus s = NotNull(pSrc, pDst, pDstBitsLen, pLastDC, pDcTable, pAcTable)) return s;
+  if (*pDstBitsLen < 0 || *pDstBitsLen > kLastDirectPosition) return zmcStatusBadArgument;
+  huffman_encode->encode_direct(pSrc, pDst, pDstBitsLen, pLastDC, {pDcTable, pAcTable});
+  return zmcStatusOk;
+}
+
+ZmcStatus zmciGetHuffmanStatistics8x8_JPEG_16s_C1(const int16_t* pSrc, int* pDcStatistics, int* pAcStatistics,
+                                                  int16_t* pLastDC) {
+  if (ZmcStatus s = NotNull(pSrc, pDcStatistics, pAcStatistics, pLastDC)) return s;
+  huffman_encode->count(pSrc, pDcStatistics, pAcStatistics, pLastDC);
+  return zmcStatusOk;
+}
+#endif

@@ -1,0 +1,99 @@
+// Masks over a block's 64 coefficients with bit k for zigzag position k. Included once per level.
+
+#if defined(ZMCJ_ZIGZAG_MASK_INL_H) == defined(HWY_TARGET_TOGGLE)
+#ifdef ZMCJ_ZIGZAG_MASK_INL_H
+#undef ZMCJ_ZIGZAG_MASK_INL_H
+#else
+#define ZMCJ_ZIGZAG_MASK_INL_H
+#endif
+
+#include <cstdint>
+
+#include "jpeg/coding/huffman_records.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace zmcj::HWY_NAMESPACE {
+#if ZMCJ_VECTOR_LEVEL
+namespace {
+namespace hn = hwy::HWY_NAMESPACE;
+
+using Words = hn::Full128<int16_t>;  // a row
+using Bytes = hn::Full128<uint8_t>;  // two rows, or 16 zigzag positions
+using VWords = hn::Vec<Words>;
+using VBytes = hn::Vec<Bytes>;
+
+// Two rows as bytes, saturated: zero, one and the sign survive.
+HWY_INLINE VBytes PackRows(VWords low, VWords high) {
+#if HWY_TARGET == HWY_AVX2 || HWY_TARGET == HWY_SSE4
+  return VBytes{_mm_packs_epi16(low.raw, high.raw)};
+#else
+  const hn::Rebind<int8_t, Words> half;
+  const hn::Full128<int8_t> full;
+  return hn::BitCast(Bytes(), hn::Combine(full, hn::DemoteTo(half, high), hn::DemoteTo(half, low)));
+#endif
+}
+
+// For 16 positions of the zigzag order and one pair of rows: where in the pair each position's coefficient stands;
+// 0x80, which looks up as zero, where it stands in another pair.
+struct ZigzagShuffles {
+  constexpr ZigzagShuffles() {
+    for (int k = 0; k < 64; ++k) {
+      for (int pair = 0; pair < 4; ++pair) {
+        const int natural = kNaturalOrder[k];
+        index[k / 16][pair][k % 16] = static_cast<uint8_t>(natural / 16 == pair ? natural % 16 : 0x80);
+      }
+    }
+  }
+  alignas(16) uint8_t index[4][4][16] = {};
+};
+inline constexpr ZigzagShuffles kZigzagShuffles;
+
+// One byte per coefficient, in zigzag order.
+struct ZigzagBytes {
+  VBytes part[4];
+};
+
+template <int kPart, int kPair>
+HWY_INLINE VBytes Positions(const VBytes pair) {
+  return hn::TableLookupBytesOr0(pair, hn::Load(Bytes(), kZigzagShuffles.index[kPart][kPair]));
+}
+
+// The first 16 positions use nothing of the last two rows, the last 16 nothing of the first two.
+HWY_INLINE ZigzagBytes ToZigzag(const VBytes p0, const VBytes p1, const VBytes p2, const VBytes p3) {
+  return {{hn::Or(hn::Or(Positions<0, 0>(p0), Positions<0, 1>(p1)), Positions<0, 2>(p2)),
+           hn::Or(hn::Or(Positions<1, 0>(p0), Positions<1, 1>(p1)), hn::Or(Positions<1, 2>(p2), Positions<1, 3>(p3))),
+           hn::Or(hn::Or(Positions<2, 0>(p0), Positions<2, 1>(p1)), hn::Or(Positions<2, 2>(p2), Positions<2, 3>(p3))),
+           hn::Or(hn::Or(Positions<3, 1>(p1), Positions<3, 2>(p2)), Positions<3, 3>(p3))}};
+}
+
+// Bit k: byte k equals `value`.
+HWY_INLINE uint64_t MaskEqual(const ZigzagBytes& bytes, uint8_t value) {
+  uint64_t mask = 0;
+  for (int i = 0; i < 4; ++i) {
+    const auto equal = hn::Eq(bytes.part[i], hn::Set(Bytes(), value));
+#if HWY_TARGET == HWY_AVX2 || HWY_TARGET == HWY_SSE4
+    const uint64_t bits = static_cast<uint16_t>(_mm_movemask_epi8(equal.raw));
+#else
+    uint8_t stored[8];
+    hn::StoreMaskBits(Bytes(), equal, stored);
+    const uint64_t bits = static_cast<uint64_t>(stored[0] | stored[1] << 8);
+#endif
+    mask |= bits << (16 * i);
+  }
+  return mask;
+}
+
+HWY_INLINE VWords Row(const int16_t* block, int row) { return hn::LoadU(Words(), block + 8 * row); }
+
+// Bit k: the coefficient at zigzag position k is not zero.
+HWY_INLINE uint64_t NonZeroMask(const int16_t* block) {
+  return ~MaskEqual(ToZigzag(PackRows(Row(block, 0), Row(block, 1)), PackRows(Row(block, 2), Row(block, 3)),
+                             PackRows(Row(block, 4), Row(block, 5)), PackRows(Row(block, 6), Row(block, 7))),
+                    0);
+}
+
+}  // namespace
+#endif
+}  // namespace zmcj::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+#endif
