@@ -331,7 +331,103 @@ ZMCJ_API ZmcStatus zmciDecodeHuffman8x8_Direct_JPEG_1u16s_C1(const uint8_t* pSrc
 
 /* ---- JPEG: pixels of one MCU to blocks --------------------------------------------------------------------------- */
 
+/*
+ * One MCU of interleaved pixels to the blocks that the forward DCT takes: colour conversion, chroma sampling and level
+ * shift in one pass.
+ *
+ * pSrc, srcStep: the MCU's top left pixel, and the row step in bytes. 444 is 8x8 pixels, 422 is 16 wide and 8 high, 411
+ * is 16x16; exactly these pixels are read.
+ *   RGB, BGR         three bytes a pixel, in that order
+ *   BGR555, BGR565   one 16-bit word, at any address, blue in the low bits; a field of five or six bits is shifted up
+ *                    to eight with zeros below; bit 15 of 555 is ignored
+ *   CMYK             four bytes
+ *   SampleDown       three bytes: Y, Cb, Cr already, or any three components
+ *   Split422         two bytes a pixel: Y0 Cb Y1 Cr
+ *
+ * pDst: three block pointers (four for CMYK): luminance, Cb, Cr, K. A block is 64 values, row by row. The luminance
+ * blocks follow each other: left, right in 422; top left, top right, bottom left, bottom right in 411. All values are
+ * level-shifted: luminance and K are -128..127, chroma is -128..128 (pure blue rounds up to 128).
+ *
+ * Arithmetic, >> rounding down, with R, G, B = 255 - C, M, Y for CMYK:
+ *   Y  = (4899 R + 9617 G + 1868 B - 128 * 16384 + 8192) >> 14
+ *   Cb = (-2764 SR - 5428 SG + 8192 SB + n * 8192) >> (14 + log2 n)
+ *   Cr = (8192 SR - 6860 SG - 1332 SB + n * 8192) >> (14 + log2 n)
+ * where SR, SG, SB are sums over the n = 1, 2 or 4 pixels that share the chroma value. The colour conversions of 411
+ * have a second form, taken when pDst[0] is not a multiple of 16:
+ *   Y  = ((19595 R + 38470 G + 7471 B) >> 16) - 128
+ *   Cb = (-11059 SR - 21709 SG + 32768 SB) >> 18
+ *   Cr = (32768 SR - 27439 SG - 5329 SB) >> 18
+ * K, and the second and third component of SampleDown, are the mean of the n samples (a half rounds up) minus 128.
+ *
+ * Checks: pSrc or pDst null: zmcStatusNullPointer; srcStep below 1: zmcStatusBadStep; pDst[0], pDst[1], ... null:
+ * zmcStatusNullPointer.
+ */
+ZMCJ_API ZmcStatus zmciRGBToYCbCr444LS_MCU_8u16s_C3P3R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[3]);
+ZMCJ_API ZmcStatus zmciRGBToYCbCr422LS_MCU_8u16s_C3P3R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[3]);
+ZMCJ_API ZmcStatus zmciRGBToYCbCr411LS_MCU_8u16s_C3P3R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[3]);
+ZMCJ_API ZmcStatus zmciBGRToYCbCr444LS_MCU_8u16s_C3P3R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[3]);
+ZMCJ_API ZmcStatus zmciBGRToYCbCr422LS_MCU_8u16s_C3P3R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[3]);
+ZMCJ_API ZmcStatus zmciBGRToYCbCr411LS_MCU_8u16s_C3P3R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[3]);
+ZMCJ_API ZmcStatus zmciBGR555ToYCbCr444LS_MCU_16u16s_C3P3R(const uint16_t* pSrc, int srcStep, int16_t* const pDst[3]);
+ZMCJ_API ZmcStatus zmciBGR555ToYCbCr422LS_MCU_16u16s_C3P3R(const uint16_t* pSrc, int srcStep, int16_t* const pDst[3]);
+ZMCJ_API ZmcStatus zmciBGR555ToYCbCr411LS_MCU_16u16s_C3P3R(const uint16_t* pSrc, int srcStep, int16_t* const pDst[3]);
+ZMCJ_API ZmcStatus zmciBGR565ToYCbCr444LS_MCU_16u16s_C3P3R(const uint16_t* pSrc, int srcStep, int16_t* const pDst[3]);
+ZMCJ_API ZmcStatus zmciBGR565ToYCbCr422LS_MCU_16u16s_C3P3R(const uint16_t* pSrc, int srcStep, int16_t* const pDst[3]);
+ZMCJ_API ZmcStatus zmciBGR565ToYCbCr411LS_MCU_16u16s_C3P3R(const uint16_t* pSrc, int srcStep, int16_t* const pDst[3]);
+ZMCJ_API ZmcStatus zmciCMYKToYCCK444LS_MCU_8u16s_C4P4R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[4]);
+ZMCJ_API ZmcStatus zmciCMYKToYCCK422LS_MCU_8u16s_C4P4R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[4]);
+ZMCJ_API ZmcStatus zmciCMYKToYCCK411LS_MCU_8u16s_C4P4R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[4]);
+ZMCJ_API ZmcStatus zmciSampleDown444LS_MCU_8u16s_C3P3R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[3]);
+ZMCJ_API ZmcStatus zmciSampleDown422LS_MCU_8u16s_C3P3R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[3]);
+ZMCJ_API ZmcStatus zmciSampleDown411LS_MCU_8u16s_C3P3R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[3]);
+ZMCJ_API ZmcStatus zmciSplit422LS_MCU_8u16s_C2P3R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[3]);
+
 /* ---- JPEG: blocks of one MCU to pixels --------------------------------------------------------------------------- */
+
+/*
+ * The blocks of one MCU, as the inverse DCT leaves them, to interleaved pixels: level shift, replication of chroma to
+ * its 1, 2 or 2x2 pixels and colour conversion in one pass.
+ *
+ * pSrc: three block pointers (four for YCCK), laid out as the forward conversions write them. All 16-bit values are
+ * allowed; results are clamped to 0..255.
+ *
+ * pDst, dstStep: the MCU's top left pixel, and the row step in bytes. Pixels are those of the forward conversions.
+ * Fields of 555 and 565 take the high bits of their colour, bit 15 of 555 is 0. C, M, Y = 255 - R, G, B; K is the K
+ * value plus 128. Exactly the MCU's pixels are written, in ascending rows.
+ *
+ * Arithmetic, >> rounding down, when pSrc[0], pSrc[1] and pSrc[2] are all multiples of 16 (pSrc[3] does not count),
+ * where the shifted term, and then the sum, saturate to 16 bits before the clamp:
+ *   R = clamp(Y + ((22970 Cr + 128 * 16384 + 8192) >> 14))
+ *   G = clamp(Y + ((-5638 Cb - 11700 Cr + 128 * 16384 + 8192) >> 14))
+ *   B = clamp(Y + ((29032 Cb + 128 * 16384 + 8192) >> 14))
+ * Otherwise, with no limit before the clamp:
+ *   R = clamp(Y + (91881 Cr >> 16) + 128)
+ *   G = clamp(Y + ((-22554 Cb - 46802 Cr) >> 16) + 128)
+ *   B = clamp(Y + (116130 Cb >> 16) + 128)
+ * SampleUp, and Join422 with two bytes a pixel (Y0 Cb Y1 Cr), add 128 and clamp.
+ *
+ * Checks: pSrc or pDst null: zmcStatusNullPointer; pSrc[0], pSrc[1], ... null: zmcStatusNullPointer; dstStep below 1:
+ * zmcStatusBadStep.
+ */
+ZMCJ_API ZmcStatus zmciYCbCr444ToRGBLS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep);
+ZMCJ_API ZmcStatus zmciYCbCr422ToRGBLS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep);
+ZMCJ_API ZmcStatus zmciYCbCr411ToRGBLS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep);
+ZMCJ_API ZmcStatus zmciYCbCr444ToBGRLS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep);
+ZMCJ_API ZmcStatus zmciYCbCr422ToBGRLS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep);
+ZMCJ_API ZmcStatus zmciYCbCr411ToBGRLS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep);
+ZMCJ_API ZmcStatus zmciYCbCr444ToBGR555LS_MCU_16s16u_P3C3R(const int16_t* const pSrc[3], uint16_t* pDst, int dstStep);
+ZMCJ_API ZmcStatus zmciYCbCr422ToBGR555LS_MCU_16s16u_P3C3R(const int16_t* const pSrc[3], uint16_t* pDst, int dstStep);
+ZMCJ_API ZmcStatus zmciYCbCr411ToBGR555LS_MCU_16s16u_P3C3R(const int16_t* const pSrc[3], uint16_t* pDst, int dstStep);
+ZMCJ_API ZmcStatus zmciYCbCr444ToBGR565LS_MCU_16s16u_P3C3R(const int16_t* const pSrc[3], uint16_t* pDst, int dstStep);
+ZMCJ_API ZmcStatus zmciYCbCr422ToBGR565LS_MCU_16s16u_P3C3R(const int16_t* const pSrc[3], uint16_t* pDst, int dstStep);
+ZMCJ_API ZmcStatus zmciYCbCr411ToBGR565LS_MCU_16s16u_P3C3R(const int16_t* const pSrc[3], uint16_t* pDst, int dstStep);
+ZMCJ_API ZmcStatus zmciYCCK444ToCMYKLS_MCU_16s8u_P4C4R(const int16_t* const pSrc[4], uint8_t* pDst, int dstStep);
+ZMCJ_API ZmcStatus zmciYCCK422ToCMYKLS_MCU_16s8u_P4C4R(const int16_t* const pSrc[4], uint8_t* pDst, int dstStep);
+ZMCJ_API ZmcStatus zmciYCCK411ToCMYKLS_MCU_16s8u_P4C4R(const int16_t* const pSrc[4], uint8_t* pDst, int dstStep);
+ZMCJ_API ZmcStatus zmciSampleUp444LS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep);
+ZMCJ_API ZmcStatus zmciSampleUp422LS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep);
+ZMCJ_API ZmcStatus zmciSampleUp411LS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep);
+ZMCJ_API ZmcStatus zmciJoin422LS_MCU_16s8u_P3C2R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep);
 
 /* ---- JPEG 2000: reversible component transform ------------------------------------------------------------------- */
 

@@ -1,0 +1,107 @@
+// Registers of MCU kernels: a register holds one row of eight 16-bit samples per 128 bits, so two rows on a 256-bit
+// level, and the same body serves every level. Read once per level.
+#if defined(ZMCJ_MCU_VECTOR_INL_H) == defined(HWY_TARGET_TOGGLE)
+#ifdef ZMCJ_MCU_VECTOR_INL_H
+#undef ZMCJ_MCU_VECTOR_INL_H
+#else
+#define ZMCJ_MCU_VECTOR_INL_H
+#endif
+
+#include <array>
+
+HWY_BEFORE_NAMESPACE();
+namespace zmcj::HWY_NAMESPACE {
+#if ZMCJ_VECTOR_LEVEL
+namespace {
+namespace hn = hwy::HWY_NAMESPACE;
+
+constexpr hn::ScalableTag<int16_t> d16;
+constexpr hn::Repartition<uint8_t, hn::ScalableTag<int16_t>> d8;
+constexpr hn::Repartition<int32_t, hn::ScalableTag<int16_t>> d32;
+constexpr hn::Half<hn::Repartition<uint8_t, hn::ScalableTag<int16_t>>> d8_half;
+using V8 = hn::VFromD<decltype(d8)>;
+using V16 = hn::VFromD<decltype(d16)>;
+using V32 = hn::VFromD<decltype(d32)>;
+
+constexpr int kRows = static_cast<int>(hn::MaxLanes(d16) / 8);  // rows in one register
+static_assert(kRows == 1 || kRows == 2);
+
+// Sixteen bytes of each of the register's rows, which are `distance` bytes apart.
+HWY_INLINE V8 LoadRows(const uint8_t* first, ptrdiff_t distance) {
+  if (kRows == 1) return hn::LoadU(d8, first);
+  return hn::Combine(d8, hn::LoadU(d8_half, first + distance), hn::LoadU(d8_half, first));
+}
+
+HWY_INLINE void StoreRow(V8 v, int row, uint8_t* to) {
+  if (kRows == 1) {
+    hn::StoreU(v, d8, to);
+  } else if (row == 0) {
+    hn::StoreU(hn::LowerHalf(d8_half, v), d8_half, to);
+  } else {
+    hn::StoreU(hn::UpperHalf(d8_half, v), d8_half, to);
+  }
+}
+
+// Rows of eight samples of blocks; `distance` counts samples, and 8 are rows that follow each other. Blocks may stand
+// at any address, hence the bytes.
+template <int distance = 8>
+HWY_INLINE V16 LoadBlockRows(const int16_t* first) {
+  const auto* bytes = reinterpret_cast<const uint8_t*>(first);
+  return hn::BitCast(d16, distance == 8 ? hn::LoadU(d8, bytes) : LoadRows(bytes, 2 * distance));
+}
+template <int distance = 8>
+HWY_INLINE void StoreBlockRows(V16 v, int16_t* first) {
+  auto* bytes = reinterpret_cast<uint8_t*>(first);
+  const V8 v8 = hn::BitCast(d8, v);
+  if (distance == 8) return hn::StoreU(v8, d8, bytes);
+  for (int row = 0; row < kRows; ++row) StoreRow(v8, row, bytes + row * 2 * distance);
+}
+
+// A table of byte indices for every 128 bits; 0x80 gives zero.
+using ByteTable = std::array<uint8_t, 16>;
+HWY_INLINE V8 Load(const ByteTable& table) { return hn::LoadDup128(d8, table.data()); }
+
+// first x low + second x high of each pair of 16-bit lanes.
+HWY_INLINE V16 SetPair(int low, int high) {
+  return hn::BitCast(d16, hn::Set(d32, static_cast<int32_t>((static_cast<uint32_t>(high) << 16) |
+                                                            (static_cast<uint32_t>(low) & 0xFFFF))));
+}
+HWY_INLINE V32 MultiplyPairs(V16 a, V16 b) {
+  V32 sum1 = hn::Zero(d32);
+  const V32 sum0 = hn::ReorderWidenMulAccumulate(d32, a, b, hn::Zero(d32), sum1);
+  return hn::RearrangeToOddPlusEven(sum0, sum1);
+}
+
+// Within each 128 bits: a then b, narrowed with saturation.
+HWY_INLINE V16 NarrowTo16(V32 a, V32 b) { return hn::ReorderDemote2To(d16, a, b); }
+HWY_INLINE V8 NarrowTo8(V16 a, V16 b) {
+#if HWY_TARGET == HWY_AVX2
+  return V8{_mm256_packus_epi16(a.raw, b.raw)};
+#else
+  return hn::Combine(d8, hn::DemoteTo(d8_half, b), hn::DemoteTo(d8_half, a));
+#endif
+}
+
+// Within each 128 bits: the even (odd) 32-bit lanes of a, then those of b.
+HWY_INLINE V16 EvenPairs(V16 a, V16 b) {
+#if HWY_TARGET == HWY_AVX2
+  const __m256 even = _mm256_shuffle_ps(_mm256_castsi256_ps(a.raw), _mm256_castsi256_ps(b.raw), 0x88);
+  return V16{_mm256_castps_si256(even)};
+#else
+  return hn::BitCast(d16, hn::ConcatEven(d32, hn::BitCast(d32, b), hn::BitCast(d32, a)));
+#endif
+}
+HWY_INLINE V16 OddPairs(V16 a, V16 b) {
+#if HWY_TARGET == HWY_AVX2
+  const __m256 odd = _mm256_shuffle_ps(_mm256_castsi256_ps(a.raw), _mm256_castsi256_ps(b.raw), 0xDD);
+  return V16{_mm256_castps_si256(odd)};
+#else
+  return hn::BitCast(d16, hn::ConcatOdd(d32, hn::BitCast(d32, b), hn::BitCast(d32, a)));
+#endif
+}
+
+}  // namespace
+#endif
+}  // namespace zmcj::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+#endif
