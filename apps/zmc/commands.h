@@ -7,6 +7,9 @@ class App;
 
 namespace zmc {
 
+void AddEncode(CLI::App& command);
+void AddDecode(CLI::App& command);
+void AddInfo(CLI::App& command);
 void AddConvert(CLI::App& command);
 void AddKernels(CLI::App& command);
 

@@ -18,6 +18,9 @@ struct Command {
 };
 
 constexpr Command kCommands[] = {
+    {"encode", "a picture (PNG, PPM, PGM) to a JPEG file", zmc::AddEncode},
+    {"decode", "a JPEG file to a picture (PNG, PPM, PGM)", zmc::AddDecode},
+    {"info", "what a file holds", zmc::AddInfo},
     {"convert", "copy a picture from one picture format to another (PNG, PPM, PGM)", zmc::AddConvert},
     {"kernels", "tell which instruction-set level each kernel of the library uses on this machine", zmc::AddKernels},
 };

@@ -1,19 +1,5 @@
 # Pictures between PNG, PPM and PGM, and what the program answers to misuse and failure. $1 is zmc.
-set -eu
-zmc=$1
-dir=$(mktemp -d)
-trap 'rm -rf "$dir"' EXIT
-cd "$dir"
-
-fail() { echo "FAILED: $*" >&2; exit 1; }
-# expect STATUS COMMAND...: the exit status, and for a failure exactly one line on stderr.
-expect() {
-  wanted=$1; shift
-  status=0; "$@" >out.txt 2>err.txt || status=$?
-  [ "$status" = "$wanted" ] || fail "status $status instead of $wanted: $* ($(cat err.txt))"
-  [ "$wanted" = 0 ] || [ "$(wc -l <err.txt)" = 1 ] || fail "not one line: $(cat err.txt)"
-}
-same() { cmp "$1" "$2" || fail "$1 and $2 differ"; }
+. "$(dirname "$0")/support/common.sh"
 
 printf 'P6\n3 2\n255\nabcdefghi\0\001\377\002\003\004\005\006\007' >rgb.ppm
 printf 'P5 # width next\n# and a line of its own\n2\t2 255\n\012\013\040\377' >grey.pgm

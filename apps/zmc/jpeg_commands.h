@@ -1,0 +1,33 @@
+// JPEG's part in the commands encode, decode and info.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "jpeg_decode.h"
+#include "jpeg_encode.h"
+#include "picture.h"
+
+namespace CLI {
+class App;
+}
+
+namespace zmc {
+
+struct JpegEncodeOptions {
+  jpeg::EncodeOptions encode;
+};
+void AddJpegEncodeOptions(CLI::App& command, JpegEncodeOptions& options);
+void EncodeJpeg(PictureReader& picture, const std::string& out, const JpegEncodeOptions& options);
+
+struct JpegDecodeOptions {
+  jpeg::Upsampling upsampling = jpeg::Upsampling::kTriangle;
+};
+void AddJpegDecodeOptions(CLI::App& command, JpegDecodeOptions& options);
+// Throws Failure also when the picture is written, but damaged.
+void DecodeJpeg(const std::string& in, const std::string& out, const JpegDecodeOptions& options);
+
+void PrintJpegInfo(const std::string& in);
+
+}  // namespace zmc

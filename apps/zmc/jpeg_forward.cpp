@@ -1,0 +1,116 @@
+#include "jpeg_forward.h"
+
+#include "pending.h"
+
+#include "zmcj.h"
+
+namespace zmc::jpeg {
+namespace {
+
+// Straight from the strip's RGB pixels.
+class McuMaker : public BlockMaker {
+ public:
+  McuMaker(const Frame& frame, const PictureStrips& strips, std::vector<WorkingTable> tables)
+      : step_(strips.step()),
+        mcu_bytes_(frame.h_max * 8 * 3),
+        luma_blocks_(frame.h_max * frame.v_max),
+        tables_(std::move(tables)) {
+    if (luma_blocks_ == 1) convert_ = zmciRGBToYCbCr444LS_MCU_8u16s_C3P3R;
+    if (luma_blocks_ == 2) convert_ = zmciRGBToYCbCr422LS_MCU_8u16s_C3P3R;
+    if (luma_blocks_ == 4) convert_ = zmciRGBToYCbCr411LS_MCU_8u16s_C3P3R;
+  }
+
+  void StartStrip(const uint8_t* strip) override { strip_ = strip; }
+
+  void Make(int mcu_x, Block* blocks) override {
+    int16_t* const mcu[3] = {blocks[0].data(), blocks[luma_blocks_].data(), blocks[luma_blocks_ + 1].data()};
+    convert_(strip_ + static_cast<ptrdiff_t>(mcu_x) * mcu_bytes_, step_, mcu);
+    for (int i = 0; i < luma_blocks_; ++i) zmciDCTQuantFwd8x8_JPEG_16s_C1I(blocks[i].data(), tables_[0].data());
+    zmciDCTQuantFwd8x8_JPEG_16s_C1I(mcu[1], tables_[1].data());
+    zmciDCTQuantFwd8x8_JPEG_16s_C1I(mcu[2], tables_[2].data());
+  }
+
+ private:
+  const int step_, mcu_bytes_, luma_blocks_;
+  std::vector<WorkingTable> tables_;
+  ZmcStatus (*convert_)(const uint8_t* src, int step, int16_t* const* blocks) = nullptr;
+  const uint8_t* strip_ = nullptr;
+};
+
+// By way of planes, which hold one strip of each component.
+class PlaneMaker : public BlockMaker {
+ public:
+  PlaneMaker(const Frame& frame, const PictureStrips& strips, std::vector<WorkingTable> tables)
+      : frame_(frame),
+        channels_(strips.channels()),
+        strip_step_(strips.step()),
+        size_{strips.width(), frame.v_max * 8},
+        tables_(std::move(tables)) {
+    const size_t samples = static_cast<size_t>(size_.width) * static_cast<size_t>(size_.height);
+    for (size_t i = 0; i < frame.components.size(); ++i) {
+      full_.emplace_back(samples);
+      sampled_.emplace_back(samples);
+    }
+  }
+
+  void StartStrip(const uint8_t* strip) override {
+    for (size_t i = 0; i < full_.size(); ++i) planes_[i] = {full_[i].data(), size_.width};
+    if (full_.size() == 1 && channels_ == 1) {
+      planes_[0] = {strip, strip_step_};
+    } else if (full_.size() == 1) {
+      zmciRGBToY_JPEG_8u_C3C1R(strip, strip_step_, full_[0].data(), size_.width, size_);
+    } else {
+      uint8_t* const planes[3] = {full_[0].data(), full_[1].data(), full_[2].data()};
+      zmciRGBToYCbCr_JPEG_8u_C3P3R(strip, strip_step_, planes, size_.width, size_);
+      for (size_t i = 1; i < full_.size(); ++i) SampleDown(i);
+    }
+  }
+
+  void Make(int mcu_x, Block* blocks) override {
+    for (size_t i = 0; i < full_.size(); ++i) {
+      const Component& c = frame_.components[i];
+      for (int y = 0; y < c.v; ++y) {
+        for (int x = 0; x < c.h; ++x) {
+          const auto [samples, step] = planes_[i];
+          const uint8_t* src = samples + static_cast<ptrdiff_t>(y) * 8 * step + (mcu_x * c.h + x) * 8;
+          zmciDCTQuantFwd8x8LS_JPEG_8u16s_C1R(src, step, (blocks++)->data(), tables_[i].data());
+        }
+      }
+    }
+  }
+
+ private:
+  struct Plane {
+    const uint8_t* samples;
+    int step;
+  };
+
+  void SampleDown(size_t i) {
+    if (frame_.h_max == 1) return;
+    const ZmciSize half = {size_.width / 2, size_.height / frame_.v_max};
+    const auto sample = frame_.v_max == 2 ? zmciSampleDownH2V2_JPEG_8u_C1R : zmciSampleDownH2V1_JPEG_8u_C1R;
+    sample(full_[i].data(), size_.width, size_, sampled_[i].data(), half.width, half);
+    planes_[i] = {sampled_[i].data(), half.width};
+  }
+
+  const Frame& frame_;
+  const int channels_, strip_step_;
+  const ZmciSize size_;  // of a strip
+  std::vector<WorkingTable> tables_;
+  std::vector<std::vector<uint8_t>> full_, sampled_;
+  std::array<Plane, 3> planes_{};
+};
+
+}  // namespace
+
+std::unique_ptr<BlockMaker> MakeBlockMaker(const Frame& frame, const PictureStrips& strips, Subsampling subsampling,
+                                           const std::vector<QuantTable>& tables) {
+  std::vector<WorkingTable> working;
+  for (const Component& c : frame.components) working.push_back(ForwardTable(tables[static_cast<size_t>(c.quant)]));
+  if (frame.components.size() == 3 && subsampling == Subsampling::kMcu) {
+    return std::make_unique<McuMaker>(frame, strips, std::move(working));
+  }
+  return std::make_unique<PlaneMaker>(frame, strips, std::move(working));
+}
+
+}  // namespace zmc::jpeg
