@@ -437,7 +437,120 @@ ZMCJ_API ZmcStatus zmciJoin422LS_MCU_16s8u_P3C2R(const int16_t* const pSrc[3], u
 
 /* ---- JPEG 2000: code-block encoder ------------------------------------------------------------------------------- */
 
+/*
+ * The encoder of code-blocks (tier 1, ISO/IEC 15444-1 Annexes C and D). For each block: load it once, which codes all
+ * its passes, then store until nothing is left, then ask for lengths and distortions. A handle serves any number of
+ * blocks up to its limits, one after another, and is used by one thread at a time.
+ *
+ * Common checks: pState null: zmcStatusNullPointer; a handle without its tag: zmcStatusBadContext; then the others.
+ */
+typedef struct ZmciEncodeState_JPEG2K ZmciEncodeState_JPEG2K;
+
+/*
+ * Makes a handle for blocks of up to maxWidth x maxHeight samples, any sizes from 1 up.
+ * Checks: pState null: zmcStatusNullPointer; maxWidth or maxHeight below 1: zmcStatusBadSize; no memory, or sizes whose
+ * buffers no memory can hold: zmcStatusNoMemory with *pState null.
+ */
+ZMCJ_API ZmcStatus zmciEncodeInitAlloc_JPEG2K(ZmciEncodeState_JPEG2K** pState, int maxWidth, int maxHeight);
+
+/* Releases a handle. Check: pState null: zmcStatusNullPointer; the tag is not looked at. */
+ZMCJ_API ZmcStatus zmciEncodeFree_JPEG2K(ZmciEncodeState_JPEG2K* pState);
+
+/*
+ * Codes all passes of a block of two's complement coefficients; what the handle held before is discarded.
+ *   pSrc, srcStep    the coefficients, rows srcStep bytes apart, at any address
+ *   orientation      2 for HL, 3 for HH, anything else for LL and LH
+ *   magnitudeBits    M, 1 to 31: magnitudes are taken modulo 2^M; any other value counts as 31
+ *   passParameter    how MQ segments end: 1 as short as possible, 2 predictably (D.4.2), anything else by FLUSH (C.2.9)
+ *   spareParameter   ignored
+ *   flags            sum of: 0x1 vertically causal contexts; 0x2 selective arithmetic-coding bypass; 0x4 every pass
+ *                    ends its segment; 0x8 contexts reset after each MQ pass; 0x10 segmentation symbols; 0x20 MQ
+ *                    segments end predictably, whatever passParameter says. Other bits are ignored.
+ *   pNOfBitPlanes    the bit length of the largest magnitude, 0 to 31
+ *   pNOfPasses       3 * planes - 2, or 0 for a block of zeros
+ *   pNOfSegments     codeword segments: a new one begins where passes change between MQ and raw, with 0x4 at each pass
+ * Checks after the common ones: pNOfBitPlanes, pNOfPasses or pNOfSegments null: zmcStatusNullPointer; width or height
+ * below 1 or above the handle's: zmcStatusBadSize; pSrc null: zmcStatusNullPointer; srcStep below 1: zmcStatusBadStep.
+ */
+ZMCJ_API ZmcStatus zmciEncodeLoadCodeBlock_JPEG2K_32s_C1R(const int32_t* pSrc, int srcStep, ZmciSize size,
+                                                          ZmciEncodeState_JPEG2K* pState, int orientation,
+                                                          int magnitudeBits, int passParameter, int spareParameter,
+                                                          int flags, uint32_t* pNOfBitPlanes, uint32_t* pNOfPasses,
+                                                          uint32_t* pNOfSegments);
+
+/*
+ * Writes the loaded block's codeword, all segments one after another, in as many calls as the rooms require: every
+ * division into rooms gives the same bytes. *pDstLen: in, room at pDst in bytes; out, bytes written. *pIsNotFinished: 1
+ * while bytes remain, 0 when the codeword is complete (at once for a block without passes).
+ * Checks after the common ones: pDst, pDstLen or pIsNotFinished null: zmcStatusNullPointer; room below 1:
+ * zmcStatusBadSize.
+ */
+ZMCJ_API ZmcStatus zmciEncodeStoreBits_JPEG2K_1u(uint8_t* pDst, int32_t* pDstLen, ZmciEncodeState_JPEG2K* pState,
+                                                 int32_t* pIsNotFinished);
+
+/*
+ * The length in bytes, from the codeword's first byte, that suffices for the passes 0 to passIndex; exact at a
+ * segment's end, a close upper estimate inside one, never decreasing. Complete once storing has reported the end;
+ * before that, a pass not yet stored has length 0. Checks after the common ones: pRate null: zmcStatusNullPointer;
+ * passIndex outside 0 .. passes - 1: zmcStatusBadPassNumber.
+ */
+ZMCJ_API ZmcStatus zmciEncodeGetRate_JPEG2K(const ZmciEncodeState_JPEG2K* pState, int passIndex, uint32_t* pRate);
+
+/*
+ * The squared error that the passes 0 to passIndex remove from the block, in units of the coefficients' own step, when
+ * the decoder reconstructs at midpoints: exact to 31 bits a pass. Known from loading on.
+ * Checks as for zmciEncodeGetRate_JPEG2K, with pDist.
+ */
+ZMCJ_API ZmcStatus zmciEncodeGetDist_JPEG2K(const ZmciEncodeState_JPEG2K* pState, int passIndex, double* pDist);
+
+/*
+ * The length in bytes of one codeword segment; passIndex counts segments from 0. The lengths sum to the codeword's
+ * length. Known once storing has reported the end.
+ * Checks after the common ones: pLength null: zmcStatusNullPointer; passIndex outside 0 .. segments - 1:
+ * zmcStatusBadPassNumber.
+ */
+ZMCJ_API ZmcStatus zmciEncodeGetTermPassLen_JPEG2K(const ZmciEncodeState_JPEG2K* pState, int passIndex,
+                                                   uint32_t* pLength);
+
 /* ---- JPEG 2000: code-block decoder ------------------------------------------------------------------------------- */
+
+/*
+ * The size in bytes of the work buffer for blocks of width x height samples: S * ((height + 1) / 2 + 2), where S is
+ * width * 4 + 8 rounded up to a multiple of 32. The sizes are not checked; a result beyond 32 bits is 2^32 - 1.
+ * Check: pSize null: zmcStatusNullPointer.
+ */
+ZMCJ_API ZmcStatus zmciDecodeGetBufSize_JPEG2K(int width, int height, uint32_t* pSize);
+
+/*
+ * Decodes one code-block (tier 1, ISO/IEC 15444-1 Annexes C and D) to sign-magnitude words: bit 31 is the sign, bits 0
+ * to 30 the magnitude. Damaged data may give any coefficients, but no access outside the segments, block and buffer.
+ *   pSrc             the compressed data, all segments one after another; data missing at a segment's end count as 0xFF
+ *   pDst, dstStep    the coefficients, rows dstStep bytes apart, at any address
+ *   orientation      2 for HL, 3 for HH, anything else for LL and LH
+ *   nBitPlanes       magnitude bit-planes, up to 31; the first coded plane is nBitPlanes - 1; below 1 nothing is
+ * decoded nPasses          coding passes to decode; below 1 nothing is decoded pSegmentLengths  nSegments lengths in
+ * bytes; where the passes need more segments, the further ones are empty flags            sum of: 0x1 vertically causal
+ * contexts; 0x2 selective arithmetic-coding bypass; 0x4 every pass ends its segment; 0x8 contexts reset after each MQ
+ * pass; 0x10 segmentation symbols; 0x10000 on damaged data reconstruct from the planes above; 0x20000 the destination
+ * is zero already; 0x40000 keep the half-step bit below the last plane; 0x80000 the work buffer is zero already;
+ * 0x100000 check the ends of terminated segments, which must have been made by predictable termination (D.4.2). Other
+ * bits are ignored. pErrorBitPlane   may be null; receives the plane of the pass that found damage, otherwise left
+ * alone pBuffer          work buffer at any address, of the size that zmciDecodeGetBufSize_JPEG2K tells; its contents
+ *                    afterwards are unspecified
+ * The segments follow from the options: a segment of MQ passes lasts until the next raw pass and the other way round,
+ * with 0x4 every pass has its own. Raw are, with 0x2, the first two passes of the planes below nBitPlanes - 4.
+ * Without 0x40000 the bits below the last plane reached are zero in the end; with it, or after damage, a coefficient
+ * stands at the midpoint of what is known.
+ * Checks: pSrc or pBuffer null: zmcStatusNullPointer; width or height below 1: zmcStatusBadSize; pSegmentLengths or
+ * pDst null: zmcStatusNullPointer; dstStep below 1: zmcStatusBadStep; nBitPlanes above 31: zmcStatusBadArgument; a work
+ * buffer of 2^32 bytes or more: zmcStatusBadSize. A pass that finds its segment damaged (the ends checked with
+ * 0x100000, the padding of raw segments, the segmentation symbols) ends decoding: zmcStatusCodeBlockDecodeError. What
+ * was decoded stays in pDst.
+ */
+ZMCJ_API ZmcStatus zmciDecodeCodeBlock_JPEG2K_1u32s_C1R(const uint8_t* pSrc, int32_t* pDst, int dstStep, ZmciSize size,
+                                                        int orientation, int nBitPlanes, int nPasses,
+                                                        const uint32_t* pSegmentLengths, uint32_t nSegments, int flags,
+                                                        int32_t* pErrorBitPlane, uint8_t* pBuffer);
 
 #ifdef __cplusplus
 }

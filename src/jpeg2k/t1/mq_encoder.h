@@ -1,0 +1,111 @@
+// The MQ encoder (ISO/IEC 15444-1, C.2) with its terminations, and the packer of raw segments (D.6). Both take recorded
+// decisions and can stop after any of them: a byte goes to the output only when no carry can reach it any more.
+#pragma once
+
+#include <bit>
+#include <cstdint>
+
+#include "jpeg2k/t1/mq_words.h"
+
+namespace zmcj::t1 {
+
+// How an MQ segment ends. Each end decodes to the same decisions; only the predictable one can be checked.
+enum class Termination { kFlush, kShortest, kPredictable };
+
+struct MqEncoder {
+  uint32_t a = 0x8000;
+  uint32_t c = 0;
+  int ct = 12;
+  uint32_t byte = 0;  // the last byte, which a carry can still reach
+  int has_byte = 0;   // 0 before the first
+
+  // BYTEOUT: the byte before the last one is written, the last one is taken from the top of C. Behind 0xFF it takes 7
+  // bits and the carry.
+  inline __attribute__((always_inline)) uint8_t* ByteOut(uint8_t* out) {
+    if (byte != 0xFF) {
+      byte += c >> 27;
+      c &= 0x7FFFFFF;
+    }
+    const int low_bits = byte == 0xFF ? 20 : 19;
+    *out = static_cast<uint8_t>(byte);
+    out += has_byte;
+    has_byte = 1;
+    byte = c >> low_bits;
+    c &= (1u << low_bits) - 1;
+    ct = 27 - low_bits;
+    return out;
+  }
+
+  // After a pass: how many bytes, beyond those written, surely hold every bit that its decisions depend on. The
+  // decoder's code register reaches 27 - CT bits beyond the last byte; three more bytes hold 23 bits in spite of
+  // stuffing, or 22 where the last byte is 0xFF or a carry may make it so.
+  int BytesAhead() const { return has_byte + (27 - ct > (byte < 0xFE ? 23 : 22) ? 4 : 3); }
+
+  // Ends the segment and starts anew; writes at most 4 bytes.
+  uint8_t* Terminate(Termination termination, uint8_t* out);
+};
+
+// Codes n recorded decisions; at most 3 bytes each.
+inline __attribute__((always_inline)) uint8_t* EncodeDecisions(MqEncoder& encoder, MqContexts& contexts,
+                                                               const uint8_t* decisions, int64_t n, uint8_t* out) {
+  MqEncoder e = encoder;
+  for (const uint8_t* const end = decisions + n; decisions < end; ++decisions) {
+    MqWord& context = contexts.word[*decisions >> 1];
+    const MqWord word = context;
+    const auto qe = static_cast<uint32_t>(word >> 48);
+    const bool less_probable = ((*decisions ^ word) & 1) != 0;
+    e.a -= qe;
+    // The smaller of the two parts belongs to the less probable symbol.
+    const bool lower = less_probable != (e.a < qe);
+    const bool settled = !less_probable && (e.a & 0x8000) != 0;
+    e.c += lower ? 0 : qe;
+    e.a = lower ? qe : e.a;
+    if (settled) continue;
+    context = kMqWords[word >> (less_probable ? 16 : 8) & 0xFF];
+    int shift = std::countl_zero(e.a) - 16;
+    e.a <<= shift;
+    while (shift >= e.ct) {
+      e.c <<= e.ct;
+      shift -= e.ct;
+      out = e.ByteOut(out);
+    }
+    e.c <<= shift;
+    e.ct -= shift;
+  }
+  encoder = e;
+  return out;
+}
+
+class RawPacker {
+ public:
+  uint8_t* Put(int bit, uint8_t* out) {
+    byte_ |= bit << counter_;
+    return counter_-- > 0 ? out : Emit(out);
+  }
+  bool HoldsPartOfByte() const { return counter_ != (behind_ff_ ? 6 : 7); }
+
+  // Completes the byte with 0, 1, 0, 1, ... and starts anew.
+  uint8_t* Terminate(uint8_t* out) {
+    if (HoldsPartOfByte()) {
+      byte_ |= 0x2A >> (6 - counter_);
+      out = Emit(out);
+    }
+    *this = RawPacker();
+    return out;
+  }
+
+ private:
+  uint8_t* Emit(uint8_t* out) {
+    *out = static_cast<uint8_t>(byte_);
+    behind_ff_ = byte_ == 0xFF;
+    counter_ = behind_ff_ ? 6 : 7;
+    byte_ = 0;
+    return out + 1;
+  }
+
+  int counter_ = 7;  // the next bit's position
+  int byte_ = 0;
+  bool behind_ff_ = false;
+};
+
+}  // namespace zmcj::t1
