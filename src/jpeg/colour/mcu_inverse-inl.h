@@ -32,22 +32,21 @@ HWY_INLINE Chroma SharesOf(V16 cb, V16 cr) {
   // Green's two products share one rounding. Even and odd lanes apart keep the 32-bit sums in order without a pack.
   constexpr int cb_weight = rounded ? -4 * 5638 : -22554;
   constexpr int cr_weight = rounded ? 65536 - 4 * 11700 : 65536 - 46802;
+  constexpr int constant = (128 << 16) + (rounded ? 1 << 15 : 0);
   const V16 weights = SetPair(cb_weight, cr_weight);
   const V16 even_pairs = hn::OddEven(hn::BitCast(d16, hn::ShiftLeft<16>(hn::BitCast(d32, cr))), cb);
   const V16 odd_pairs = hn::OddEven(cr, hn::BitCast(d16, hn::ShiftRight<16>(hn::BitCast(d32, cb))));
   V32 even = MultiplyPairs(even_pairs, weights), odd = MultiplyPairs(odd_pairs, weights);
-  if (rounded) {
-    even = hn::Add(even, hn::Set(d32, 1 << 15));
-    odd = hn::Add(odd, hn::Set(d32, 1 << 15));
-  }
-  const V16 green = hn::OddEven(hn::BitCast(d16, odd), hn::BitCast(d16, hn::ShiftRight<16>(even)));
+  even = hn::Add(even, hn::Set(d32, constant));
+  odd = hn::Add(odd, hn::Set(d32, constant));
+  const V16 g = hn::OddEven(hn::BitCast(d16, odd), hn::BitCast(d16, hn::ShiftRight<16>(even)));
 
   const V16 centre = hn::Set(d16, 128);
   const V16 red = rounded ? hn::MulFixedPoint15(cr, hn::Set(d16, (4 * 22970 - 65536) / 2))
                           : hn::MulHigh(cr, hn::Set(d16, 91881 - 65536));
   const V16 blue = rounded ? hn::MulFixedPoint15(cb, hn::Set(d16, (4 * 29032 - 131072) / 2))
                            : hn::MulHigh(cb, hn::Set(d16, 116130 - 131072));
-  const V16 r = hn::Add(red, centre), g = hn::Add(green, centre), b = hn::Add(hn::Add(blue, cb), centre);
+  const V16 r = hn::Add(red, centre), b = hn::Add(hn::Add(blue, cb), centre);
   if (!rounded) return {r, g, b, cb, cr};
   return {hn::SaturatedAdd(cr, r), hn::SaturatedSub(g, cr), hn::SaturatedAdd(cb, b), cb, cr};
 }
@@ -85,13 +84,13 @@ struct PixelBytes {
 // bytes, and choosing by position does the rest.
 constexpr ByteTable SpreadTable(int offset) {
   ByteTable table{};
-  for (int i = 0; i < 16; ++i) table[static_cast<size_t>((3 * i + offset) % 16)] = static_cast<uint8_t>(i);
+  for (int i = 0; i < 16; ++i) table.Set((3 * i + offset) % 16, i);
   return table;
 }
 // Bytes of register `index` that belong to a component.
 constexpr ByteTable PlaceTable(int index, int component) {
   ByteTable table{};
-  for (int i = 0; i < 16; ++i) table[static_cast<size_t>(i)] = (16 * index + i) % 3 == component ? 0xFF : 0;
+  for (int i = 0; i < 16; ++i) table.Set(i, (16 * index + i) % 3 == component ? 0xFF : 0);
   return table;
 }
 struct Interleave3Tables {
@@ -99,10 +98,6 @@ struct Interleave3Tables {
   static constexpr ByteTable kPlace[3][2] = {
       {PlaceTable(0, 0), PlaceTable(0, 1)}, {PlaceTable(1, 0), PlaceTable(1, 1)}, {PlaceTable(2, 0), PlaceTable(2, 1)}};
 };
-
-HWY_INLINE V8 Choose(const ByteTable& mask, V8 yes, V8 no) {
-  return hn::IfThenElse(hn::MaskFromVec(Load(mask)), yes, no);
-}
 
 template <PixelFormat F>
 HWY_INLINE PixelBytes<F> Interleave3(V8 first, V8 second, V8 third) {
@@ -153,7 +148,7 @@ HWY_INLINE PixelBytes<F> Pack(const Colours (&halves)[2], V8 k) {
 // Sixteen pixels of one row.
 template <PixelFormat F>
 HWY_INLINE void StoreSixteen(const PixelBytes<F>& pixels, int row, uint8_t* to) {
-  for (int i = 0; i < PixelBytes<F>::kRegisters; ++i) StoreRow(pixels.bytes[i], row, to + 16 * i);
+  ZMCJ_UNROLL for (int i = 0; i < PixelBytes<F>::kRegisters; ++i) StoreRow(pixels.bytes[i], row, to + 16 * i);
 }
 
 // Eight pixels of one row, the first or second half of the registers' sixteen. 24 bytes go out as two overlapping
@@ -202,7 +197,7 @@ struct McuInverseVectors {
       const V8 chroma = hn::InterleaveLower(NarrowTo8(cb, cb), NarrowTo8(cr, cr));
       const V8 y = NarrowTo8(Uncentred(src[0] + 8 * row), Uncentred(src[0] + 64 + 8 * row));
       const V8 left = hn::InterleaveLower(y, chroma), right = hn::InterleaveUpper(d8, y, chroma);
-      for (int i = 0; i < kRows; ++i) {
+      ZMCJ_UNROLL for (int i = 0; i < kRows; ++i) {
         StoreRow(left, i, RowAt(dst, row + i, step));
         StoreRow(right, i, RowAt(dst, row + i, step) + 16);
       }
@@ -215,7 +210,7 @@ struct McuInverseVectors {
   static HWY_INLINE void Narrow(const int16_t* const* src, uint8_t* dst, int step) {
     for (int row = 0; row < 8; row += 2 * kRows) {
       Colours colours[2];
-      for (int i = 0; i < 2; ++i) {
+      ZMCJ_UNROLL for (int i = 0; i < 2; ++i) {
         const int first = row + i * kRows;
         colours[i] = Combine<F, R>(LoadBlockRows(src[0] + 8 * first), LoadChroma<F, R>(src, first));
       }
@@ -224,7 +219,8 @@ struct McuInverseVectors {
         k = NarrowTo8(Uncentred(src[3] + 8 * row), Uncentred(src[3] + 8 * (row + kRows)));
       }
       const PixelBytes<F> pixels = Pack<F>(colours, k);
-      for (int i = 0; i < 2 * kRows; ++i) StoreEight(pixels, i / kRows, i % kRows, RowAt(dst, row + i, step));
+      ZMCJ_UNROLL for (int i = 0; i < 2 * kRows; ++i)
+          StoreEight(pixels, i / kRows, i % kRows, RowAt(dst, row + i, step));
     }
   }
 
@@ -241,13 +237,13 @@ struct McuInverseVectors {
         k = NarrowTo8(Twice(k_sites, 0), Twice(k_sites, 1));
       }
       PixelBytes<F> pixels[down];
-      for (int i = 0; i < down; ++i) {
+      ZMCJ_UNROLL for (int i = 0; i < down; ++i) {
         const int16_t* y = src[0] + LuminanceIndex(S, 0, row * down + i);
         const Colours colours[2] = {Combine<F, R>(LoadBlockRows<8 * down>(y), chroma[0]),
                                     Combine<F, R>(LoadBlockRows<8 * down>(y + 64), chroma[1])};
         pixels[i] = Pack<F>(colours, k);
       }
-      for (int i = 0; i < kRows * down; ++i) {
+      ZMCJ_UNROLL for (int i = 0; i < kRows * down; ++i) {
         StoreSixteen(pixels[i % down], i / down, RowAt(dst, row * down + i, step));
       }
     }

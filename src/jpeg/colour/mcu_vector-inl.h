@@ -7,7 +7,13 @@
 #define ZMCJ_MCU_VECTOR_INL_H
 #endif
 
-#include <array>
+// The loops over halves and rows of a register are to vanish: g++ keeps them at -O2.
+#undef ZMCJ_UNROLL
+#if defined(__clang__)
+#define ZMCJ_UNROLL _Pragma("unroll")
+#else
+#define ZMCJ_UNROLL _Pragma("GCC unroll 8")
+#endif
 
 HWY_BEFORE_NAMESPACE();
 namespace zmcj::HWY_NAMESPACE {
@@ -54,12 +60,19 @@ HWY_INLINE void StoreBlockRows(V16 v, int16_t* first) {
   auto* bytes = reinterpret_cast<uint8_t*>(first);
   const V8 v8 = hn::BitCast(d8, v);
   if (distance == 8) return hn::StoreU(v8, d8, bytes);
-  for (int row = 0; row < kRows; ++row) StoreRow(v8, row, bytes + row * 2 * distance);
+  ZMCJ_UNROLL for (int row = 0; row < kRows; ++row) StoreRow(v8, row, bytes + row * 2 * distance);
 }
 
-// A table of byte indices for every 128 bits; 0x80 gives zero.
-using ByteTable = std::array<uint8_t, 16>;
-HWY_INLINE V8 Load(const ByteTable& table) { return hn::LoadDup128(d8, table.data()); }
+// A table of byte indices or masks for every 128 bits, given twice: one plain load at each level. Index 0x80 gives
+// zero.
+struct alignas(32) ByteTable {
+  uint8_t bytes[32] = {};
+  constexpr void Set(int i, int value) { bytes[i] = bytes[i + 16] = static_cast<uint8_t>(value); }
+};
+HWY_INLINE V8 Load(const ByteTable& table) { return hn::Load(d8, table.bytes); }
+HWY_INLINE V8 Choose(const ByteTable& mask, V8 yes, V8 no) {
+  return hn::IfThenElse(hn::MaskFromVec(Load(mask)), yes, no);
+}
 
 // first x low + second x high of each pair of 16-bit lanes.
 HWY_INLINE V16 SetPair(int low, int high) {
@@ -79,24 +92,6 @@ HWY_INLINE V8 NarrowTo8(V16 a, V16 b) {
   return V8{_mm256_packus_epi16(a.raw, b.raw)};
 #else
   return hn::Combine(d8, hn::DemoteTo(d8_half, b), hn::DemoteTo(d8_half, a));
-#endif
-}
-
-// Within each 128 bits: the even (odd) 32-bit lanes of a, then those of b.
-HWY_INLINE V16 EvenPairs(V16 a, V16 b) {
-#if HWY_TARGET == HWY_AVX2
-  const __m256 even = _mm256_shuffle_ps(_mm256_castsi256_ps(a.raw), _mm256_castsi256_ps(b.raw), 0x88);
-  return V16{_mm256_castps_si256(even)};
-#else
-  return hn::BitCast(d16, hn::ConcatEven(d32, hn::BitCast(d32, b), hn::BitCast(d32, a)));
-#endif
-}
-HWY_INLINE V16 OddPairs(V16 a, V16 b) {
-#if HWY_TARGET == HWY_AVX2
-  const __m256 odd = _mm256_shuffle_ps(_mm256_castsi256_ps(a.raw), _mm256_castsi256_ps(b.raw), 0xDD);
-  return V16{_mm256_castps_si256(odd)};
-#else
-  return hn::BitCast(d16, hn::ConcatOdd(d32, hn::BitCast(d32, b), hn::BitCast(d32, a)));
 #endif
 }
 
