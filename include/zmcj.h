@@ -431,9 +431,176 @@ ZMCJ_API ZmcStatus zmciJoin422LS_MCU_16s8u_P3C2R(const int16_t* const pSrc[3], u
 
 /* ---- JPEG 2000: reversible component transform ------------------------------------------------------------------- */
 
+/*
+ * The reversible component transform (ISO/IEC 15444-1, G.2). All sums wrap in 32 bits. Forward, per pixel:
+ *   Y = floor((R + 2G + B) / 4), U = B - G, V = R - G
+ * Inverse:
+ *   G = Y - floor((U + V) / 4), B = U + G, R = V + G
+ *
+ * C3 is pixels of R, G, B; P3 is three planes with one step, in the order R, G, B or Y, U, V. P3I overwrites the
+ * planes; each pixel is read whole before it is written.
+ *
+ * Checks: a null buffer or array, then plane 0, 1, 2: zmcStatusNullPointer; a step below 1: zmcStatusBadStep; width or
+ * height below 1: zmcStatusBadSize.
+ */
+ZMCJ_API ZmcStatus zmciRCTFwd_JPEG2K_32s_C3P3R(const int32_t* pSrc, int srcStep, int32_t* const pDst[3], int dstStep,
+                                               ZmciSize roiSize);
+ZMCJ_API ZmcStatus zmciRCTInv_JPEG2K_32s_P3C3R(const int32_t* const pSrc[3], int srcStep, int32_t* pDst, int dstStep,
+                                               ZmciSize roiSize);
+ZMCJ_API ZmcStatus zmciRCTFwd_JPEG2K_32s_P3IR(int32_t* const pSrcDst[3], int srcDstStep, ZmciSize roiSize);
+ZMCJ_API ZmcStatus zmciRCTInv_JPEG2K_32s_P3IR(int32_t* const pSrcDst[3], int srcDstStep, ZmciSize roiSize);
+
 /* ---- JPEG 2000: 5/3 wavelet -------------------------------------------------------------------------------------- */
 
+/* The line operations' phase: which band the region's first sample belongs to, the parity of its coordinate. */
+typedef enum ZmcWTFilterFirst {
+  zmcWTFilterFirstLow = 0, /* an even coordinate */
+  zmcWTFilterFirstHigh = 1 /* an odd coordinate; so does any other value than 0 */
+} ZmcWTFilterFirst;
+
+/*
+ * One level of the reversible 5/3 wavelet (ISO/IEC 15444-1, F.3.8.2 and F.4.8.2) along every row (Row) or every column
+ * (Col) of a region. Forward: d = x - floor((left + right) / 2) at the high positions, then s = x + floor((left d +
+ * right d + 2) / 4) at the low ones. Inverse: the same steps undone in the opposite order. 16s: each d and s wraps to
+ * 16 bits before it is used. 32s: all sums wrap in 32 bits.
+ *
+ * dstRoiSize, srcRoiSize: the size of each band. The interleaved signal has twice the width (Row) or the height (Col).
+ * phase: a ZmcWTFilterFirst.
+ *
+ * Lines are not extended: the caller lays samples (Row) or rows (Col, one step apart) around the region, so many:
+ *   forward, first low:   2 before, 1 after             forward, first high:  1 before, 2 after
+ *   inverse, first low:   1 high before; 1 low and 1 high after
+ *   inverse, first high:  1 low and 1 high before; 1 high after
+ * The inverse Col with first high finds the low row above the region srcHighStep bytes above pSrcLow: lay the bands out
+ * with equal steps.
+ *
+ * Checks: a null buffer: zmcStatusNullPointer; a step below 1: zmcStatusBadStep; width or height below 1:
+ * zmcStatusBadSize.
+ */
+ZMCJ_API ZmcStatus zmciWTFwdRow_B53_JPEG2K_16s_C1R(const int16_t* pSrc, int srcStep, int16_t* pDstLow, int dstLowStep,
+                                                   int16_t* pDstHigh, int dstHighStep, ZmciSize dstRoiSize, int phase);
+ZMCJ_API ZmcStatus zmciWTFwdRow_B53_JPEG2K_32s_C1R(const int32_t* pSrc, int srcStep, int32_t* pDstLow, int dstLowStep,
+                                                   int32_t* pDstHigh, int dstHighStep, ZmciSize dstRoiSize, int phase);
+ZMCJ_API ZmcStatus zmciWTFwdCol_B53_JPEG2K_16s_C1R(const int16_t* pSrc, int srcStep, int16_t* pDstLow, int dstLowStep,
+                                                   int16_t* pDstHigh, int dstHighStep, ZmciSize dstRoiSize, int phase);
+ZMCJ_API ZmcStatus zmciWTFwdCol_B53_JPEG2K_32s_C1R(const int32_t* pSrc, int srcStep, int32_t* pDstLow, int dstLowStep,
+                                                   int32_t* pDstHigh, int dstHighStep, ZmciSize dstRoiSize, int phase);
+ZMCJ_API ZmcStatus zmciWTInvRow_B53_JPEG2K_16s_C1R(const int16_t* pSrcLow, int srcLowStep, const int16_t* pSrcHigh,
+                                                   int srcHighStep, ZmciSize srcRoiSize, int16_t* pDst, int dstStep,
+                                                   int phase);
+ZMCJ_API ZmcStatus zmciWTInvRow_B53_JPEG2K_32s_C1R(const int32_t* pSrcLow, int srcLowStep, const int32_t* pSrcHigh,
+                                                   int srcHighStep, ZmciSize srcRoiSize, int32_t* pDst, int dstStep,
+                                                   int phase);
+ZMCJ_API ZmcStatus zmciWTInvCol_B53_JPEG2K_16s_C1R(const int16_t* pSrcLow, int srcLowStep, const int16_t* pSrcHigh,
+                                                   int srcHighStep, ZmciSize srcRoiSize, int16_t* pDst, int dstStep,
+                                                   int phase);
+ZMCJ_API ZmcStatus zmciWTInvCol_B53_JPEG2K_32s_C1R(const int32_t* pSrcLow, int srcLowStep, const int32_t* pSrcHigh,
+                                                   int srcHighStep, ZmciSize srcRoiSize, int32_t* pDst, int dstStep,
+                                                   int phase);
+
+/*
+ * One level of the reversible 5/3 wavelet in both directions (ISO/IEC 15444-1, F.3.2 and F.4.2), with symmetric
+ * extension at the region's borders. Forward: columns, then rows; inverse: rows, then columns. The arithmetic is that
+ * of the line operations. A line of length 2 has high = odd - even and low = even + floor((high + 1) / 2). A line of
+ * length 1 stays as it is at an even coordinate; at an odd one it is doubled, wrapping, and the inverse halves it
+ * toward zero.
+ *
+ * pTileRect: the region's size, and its position, of which only the parity matters.
+ * C1IR, in place: the bands lie LL top left, HL (high horizontally) top right, LH bottom left, HH bottom right, with
+ * ceil(width / 2) low columns at an even x, floor(width / 2) at an odd one; rows and y alike. A width or height below
+ * 1: nothing is written, and zmcStatusOk returned.
+ *
+ * C1R: the bands are four images in the order LL, LH, HL, HH, cut out
+ * of (or laid into) the in-place layout always as if x and y were even: low halves ceil(n / 2), high halves floor(n /
+ * 2). At an odd origin and an odd size the images therefore hold a column or row of the neighbouring band; together
+ * they still hold every sample once.
+ *
+ * pBuffer: work memory of at least the size that the query gives, at any address. Never null, even where the query
+ * gives 0. The query: in place, 0 for a region below 3 x 3, else max(width, height) + 4 samples; C1R, besides that a
+ * copy of the region with rows rounded up to 32 bytes. A size above INT32_MAX is given as INT32_MAX, and
+ * such a region refused with zmcStatusBadSize: cut it into tiles.
+ *
+ * Checks, in place: pSrcDst null: zmcStatusNullPointer; srcDstStep below 1: zmcStatusBadStep; pTileRect or pBuffer
+ * null: zmcStatusNullPointer. C1R: any pointer argument null: zmcStatusNullPointer; the image's step below 1:
+ * zmcStatusBadStep; one of the four images null: zmcStatusNullPointer; one of their steps below 1: zmcStatusBadStep;
+ * width or height below 1: zmcStatusBadSize. Query: a null pointer: zmcStatusNullPointer.
+ */
+ZMCJ_API ZmcStatus zmciWTFwd_B53_JPEG2K_16s_C1IR(int16_t* pSrcDst, int srcDstStep, const ZmciRect* pTileRect,
+                                                 uint8_t* pBuffer);
+ZMCJ_API ZmcStatus zmciWTFwd_B53_JPEG2K_32s_C1IR(int32_t* pSrcDst, int srcDstStep, const ZmciRect* pTileRect,
+                                                 uint8_t* pBuffer);
+ZMCJ_API ZmcStatus zmciWTInv_B53_JPEG2K_16s_C1IR(int16_t* pSrcDst, int srcDstStep, const ZmciRect* pTileRect,
+                                                 uint8_t* pBuffer);
+ZMCJ_API ZmcStatus zmciWTInv_B53_JPEG2K_32s_C1IR(int32_t* pSrcDst, int srcDstStep, const ZmciRect* pTileRect,
+                                                 uint8_t* pBuffer);
+ZMCJ_API ZmcStatus zmciWTFwd_B53_JPEG2K_16s_C1R(const int16_t* pSrc, int srcStep, const ZmciRect* pTileRect,
+                                                int16_t* const pDst[4], const int dstStep[4], uint8_t* pBuffer);
+ZMCJ_API ZmcStatus zmciWTFwd_B53_JPEG2K_32s_C1R(const int32_t* pSrc, int srcStep, const ZmciRect* pTileRect,
+                                                int32_t* const pDst[4], const int dstStep[4], uint8_t* pBuffer);
+ZMCJ_API ZmcStatus zmciWTInv_B53_JPEG2K_16s_C1R(const int16_t* const pSrc[4], const int srcStep[4], int16_t* pDst,
+                                                int dstStep, const ZmciRect* pTileRect, uint8_t* pBuffer);
+ZMCJ_API ZmcStatus zmciWTInv_B53_JPEG2K_32s_C1R(const int32_t* const pSrc[4], const int srcStep[4], int32_t* pDst,
+                                                int dstStep, const ZmciRect* pTileRect, uint8_t* pBuffer);
+ZMCJ_API ZmcStatus zmciWTGetBufSize_B53_JPEG2K_16s_C1IR(const ZmciRect* pTileRect, int32_t* pSize);
+ZMCJ_API ZmcStatus zmciWTGetBufSize_B53_JPEG2K_32s_C1IR(const ZmciRect* pTileRect, int32_t* pSize);
+ZMCJ_API ZmcStatus zmciWTGetBufSize_B53_JPEG2K_16s_C1R(const ZmciRect* pTileRect, int32_t* pSize);
+ZMCJ_API ZmcStatus zmciWTGetBufSize_B53_JPEG2K_32s_C1R(const ZmciRect* pTileRect, int32_t* pSize);
+
 /* ---- JPEG 2000: 9/7 wavelet -------------------------------------------------------------------------------------- */
+
+/*
+ * One level of the irreversible 9/7 wavelet (ISO/IEC 15444-1, F.3.8.1 and F.4.8.1) along every row or column of a
+ * region, in single precision: each lifting step is the sum of the two neighbours times the constant, plus the centre.
+ * Forward: alpha, beta, gamma, delta, then low times 1/K and high times K, K = 1.230174065. Inverse: low times K and
+ * the first step in one with delta / K, high times 1/K, then -gamma, -beta, -alpha. NaN and infinity pass through the
+ * steps; which NaN results is not specified. Forward rows of width 1 with first high are computed by the filters' taps
+ * directly.
+ *
+ * Arguments, order of the checks and what is left to the caller as for the 5/3 line operations, with this border:
+ *   forward, first low:   4 before, 3 after             forward, first high:  3 before, 4 after
+ *   inverse, first low:   1 low and 2 high before; 2 low and 2 high after
+ *   inverse, first high:  2 low and 2 high before; 1 low and 2 high after
+ * All rows of a band, those of the border included, are its own step apart.
+ */
+ZMCJ_API ZmcStatus zmciWTFwdRow_D97_JPEG2K_32f_C1R(const float* pSrc, int srcStep, float* pDstLow, int dstLowStep,
+                                                   float* pDstHigh, int dstHighStep, ZmciSize dstRoiSize, int phase);
+ZMCJ_API ZmcStatus zmciWTFwdCol_D97_JPEG2K_32f_C1R(const float* pSrc, int srcStep, float* pDstLow, int dstLowStep,
+                                                   float* pDstHigh, int dstHighStep, ZmciSize dstRoiSize, int phase);
+ZMCJ_API ZmcStatus zmciWTInvRow_D97_JPEG2K_32f_C1R(const float* pSrcLow, int srcLowStep, const float* pSrcHigh,
+                                                   int srcHighStep, ZmciSize srcRoiSize, float* pDst, int dstStep,
+                                                   int phase);
+ZMCJ_API ZmcStatus zmciWTInvCol_D97_JPEG2K_32f_C1R(const float* pSrcLow, int srcLowStep, const float* pSrcHigh,
+                                                   int srcHighStep, ZmciSize srcRoiSize, float* pDst, int dstStep,
+                                                   int phase);
+
+/*
+ * One level of the irreversible 9/7 wavelet in both directions on integers. Order of the passes, layout of the bands,
+ * buffer, lines of length 1 and checks as for the 5/3 forms; a line of length 2 has no rule of its own here.
+ * 16s: 14-bit fixed point. Every step and every scaling adds (product + 8192) >> 14 and wraps to 16 bits.
+ * 32s: single precision; the inverse first scales low by K and high by 1/K. Each pass ends in integers, truncated
+ * toward zero: above 2147483648.0 gives INT32_MAX; below -2147483648.0, exactly 2147483648.0, and NaN give INT32_MIN.
+ * The query: in place, 0 for a 1 x 1 region, else max(width, height) + 8 samples; C1R adds the region's copy.
+ */
+ZMCJ_API ZmcStatus zmciWTFwd_D97_JPEG2K_16s_C1IR(int16_t* pSrcDst, int srcDstStep, const ZmciRect* pTileRect,
+                                                 uint8_t* pBuffer);
+ZMCJ_API ZmcStatus zmciWTFwd_D97_JPEG2K_32s_C1IR(int32_t* pSrcDst, int srcDstStep, const ZmciRect* pTileRect,
+                                                 uint8_t* pBuffer);
+ZMCJ_API ZmcStatus zmciWTInv_D97_JPEG2K_16s_C1IR(int16_t* pSrcDst, int srcDstStep, const ZmciRect* pTileRect,
+                                                 uint8_t* pBuffer);
+ZMCJ_API ZmcStatus zmciWTInv_D97_JPEG2K_32s_C1IR(int32_t* pSrcDst, int srcDstStep, const ZmciRect* pTileRect,
+                                                 uint8_t* pBuffer);
+ZMCJ_API ZmcStatus zmciWTFwd_D97_JPEG2K_16s_C1R(const int16_t* pSrc, int srcStep, const ZmciRect* pTileRect,
+                                                int16_t* const pDst[4], const int dstStep[4], uint8_t* pBuffer);
+ZMCJ_API ZmcStatus zmciWTFwd_D97_JPEG2K_32s_C1R(const int32_t* pSrc, int srcStep, const ZmciRect* pTileRect,
+                                                int32_t* const pDst[4], const int dstStep[4], uint8_t* pBuffer);
+ZMCJ_API ZmcStatus zmciWTInv_D97_JPEG2K_16s_C1R(const int16_t* const pSrc[4], const int srcStep[4], int16_t* pDst,
+                                                int dstStep, const ZmciRect* pTileRect, uint8_t* pBuffer);
+ZMCJ_API ZmcStatus zmciWTInv_D97_JPEG2K_32s_C1R(const int32_t* const pSrc[4], const int srcStep[4], int32_t* pDst,
+                                                int dstStep, const ZmciRect* pTileRect, uint8_t* pBuffer);
+ZMCJ_API ZmcStatus zmciWTGetBufSize_D97_JPEG2K_16s_C1IR(const ZmciRect* pTileRect, int32_t* pSize);
+ZMCJ_API ZmcStatus zmciWTGetBufSize_D97_JPEG2K_32s_C1IR(const ZmciRect* pTileRect, int32_t* pSize);
+ZMCJ_API ZmcStatus zmciWTGetBufSize_D97_JPEG2K_16s_C1R(const ZmciRect* pTileRect, int32_t* pSize);
+ZMCJ_API ZmcStatus zmciWTGetBufSize_D97_JPEG2K_32s_C1R(const ZmciRect* pTileRect, int32_t* pSize);
 
 /* ---- JPEG 2000: code-block encoder ------------------------------------------------------------------------------- */
 

@@ -1,0 +1,227 @@
+// The lifting engine, for registers of any number of lanes: the filters, the ladder that runs all steps of a filter in
+// one sweep, and the two ways to drive it, down columns and along a row.
+//
+// No include guard: compiled once per instruction-set level, and once for the scalar reference, in the namespace
+// ZMCJ_LIFTING_NAMESPACE. `Machine<T>` supplies the registers of lanes T.
+
+#define ZMCJ_LIFTING_INLINE inline __attribute__((always_inline))
+
+namespace zmcj::ZMCJ_LIFTING_NAMESPACE {
+namespace {
+
+// A filter gives the lifting steps, and what happens to samples before the first step (Enter) and after the last one
+// (Leave).
+template <class W, bool kInverse, class M>
+struct Filter;
+
+template <class M, bool kInverse>
+struct Reversible53 {
+  using V = typename M::V;
+  template <int kStep>
+  static ZMCJ_LIFTING_INLINE V Step(V centre, V left, V right) {
+    if constexpr (kInverse) {
+      return kStep == 0 ? M::Sub(centre, M::QuarterSum(left, right)) : M::Add(centre, M::HalfSum(left, right));
+    }
+    return kStep == 0 ? M::Sub(centre, M::HalfSum(left, right)) : M::Add(centre, M::QuarterSum(left, right));
+  }
+  static ZMCJ_LIFTING_INLINE V EnterA(V v) { return v; }
+  static ZMCJ_LIFTING_INLINE V EnterB(V v) { return v; }
+  static ZMCJ_LIFTING_INLINE V LeaveA(V v) { return v; }
+  static ZMCJ_LIFTING_INLINE V LeaveB(V v) { return v; }
+};
+template <bool kInverse, class M>
+struct Filter<B53_16s, kInverse, M> : Reversible53<M, kInverse> {};
+template <bool kInverse, class M>
+struct Filter<B53_32s, kInverse, M> : Reversible53<M, kInverse> {};
+
+// ISO/IEC 15444-1, table F.4, rounded to single precision and to 14 fractional bits.
+constexpr float kLift[4] = {-1.586134315f, -0.0529801175f, 0.8829110861f, 0.4435068667f};
+constexpr float kK = 1.230174065f, kInverseK = 0.8128930926f, kDeltaByK = 0.3605236411f;
+constexpr int kFixedLift[4] = {-25987, -868, 14466, 7266};
+constexpr int kFixedK = 20155, kFixedInverseK = 13318;
+
+template <bool kInverse, class M>
+struct Filter<D97_32s, kInverse, M> {
+  using V = typename M::V;
+  template <int kStep>
+  static ZMCJ_LIFTING_INLINE V Step(V centre, V left, V right) {
+    return M::Add(M::Mul(M::Add(left, right), M::Set(kInverse ? -kLift[3 - kStep] : kLift[kStep])), centre);
+  }
+  static ZMCJ_LIFTING_INLINE V EnterA(V v) { return kInverse ? M::Mul(v, M::Set(kInverseK)) : v; }
+  static ZMCJ_LIFTING_INLINE V EnterB(V v) { return kInverse ? M::Mul(v, M::Set(kK)) : v; }
+  static ZMCJ_LIFTING_INLINE V LeaveA(V v) { return kInverse ? v : M::Mul(v, M::Set(kInverseK)); }
+  static ZMCJ_LIFTING_INLINE V LeaveB(V v) { return kInverse ? v : M::Mul(v, M::Set(kK)); }
+};
+
+// Going back, the lines fold the scaling into the first two steps: the first sees high samples that are not scaled.
+template <bool kInverse, class M>
+struct Filter<D97_32f, kInverse, M> : Filter<D97_32s, kInverse, M> {
+  using Base = Filter<D97_32s, kInverse, M>;
+  using V = typename M::V;
+  template <int kStep>
+  static ZMCJ_LIFTING_INLINE V Step(V centre, V left, V right) {
+    if constexpr (kInverse && kStep == 0) {
+      return M::Add(M::Mul(centre, M::Set(kK)), M::Mul(M::Add(left, right), M::Set(-kDeltaByK)));
+    } else if constexpr (kInverse && kStep == 1) {
+      return Base::template Step<1>(M::Mul(centre, M::Set(kInverseK)), left, right);
+    } else {
+      return Base::template Step<kStep>(centre, left, right);
+    }
+  }
+  static ZMCJ_LIFTING_INLINE V EnterA(V v) { return v; }
+  static ZMCJ_LIFTING_INLINE V EnterB(V v) { return v; }
+};
+
+template <bool kInverse, class M>
+struct Filter<D97_16s, kInverse, M> {
+  using V = typename M::V;
+  template <int kStep>
+  static ZMCJ_LIFTING_INLINE V Step(V centre, V left, V right) {
+    if constexpr (kInverse) return M::Sub(centre, M::ScaledSum(left, right, kFixedLift[3 - kStep]));
+    return M::Add(centre, M::ScaledSum(left, right, kFixedLift[kStep]));
+  }
+  // High samples are scaled by 1/K and low ones by K on the way back, the other way round going forward.
+  static ZMCJ_LIFTING_INLINE V EnterA(V v) { return kInverse ? M::Scaled(v, kFixedInverseK) : v; }
+  static ZMCJ_LIFTING_INLINE V EnterB(V v) { return kInverse ? M::Scaled(v, kFixedK) : v; }
+  static ZMCJ_LIFTING_INLINE V LeaveA(V v) { return kInverse ? v : M::Scaled(v, kFixedInverseK); }
+  static ZMCJ_LIFTING_INLINE V LeaveB(V v) { return kInverse ? v : M::Scaled(v, kFixedK); }
+};
+
+// All steps of a filter at once, each one sample behind the step before it. rung[0] is the last A that came in, rung[i]
+// the last result of step i - 1. Along a row (kAcross) "the last" of a lane is the lane before it.
+template <class W, bool kInverse, class M, bool kAcross>
+struct Ladder {
+  using F = Filter<W, kInverse, M>;
+  using V = typename M::V;
+  V rung[W::kSteps];
+
+  // In: samples of type B and the ones of type A after them. Out: results of type A and those of type B after them.
+  ZMCJ_LIFTING_INLINE void Feed(V b, V a, V& result_a, V& result_b) {
+    V centre = F::EnterB(b), right = F::EnterA(a);
+    Climb<0>(centre, right);
+    Climb<1>(centre, right);
+    if constexpr (W::kSteps == 4) {
+      Climb<2>(centre, right);
+      Climb<3>(centre, right);
+    }
+    result_a = F::LeaveA(right);
+    result_b = F::LeaveB(rung[W::kSteps - 1]);
+  }
+
+ private:
+  template <int kStep>
+  ZMCJ_LIFTING_INLINE void Climb(V& centre, V& right) {
+    V left = rung[kStep];
+    if constexpr (kAcross) left = M::Delay(left, right);
+    const V result = F::template Step<kStep>(centre, left, right);
+    rung[kStep] = right;
+    centre = left;
+    right = result;
+  }
+};
+
+// Columns x to x + M::kLanes - 1 of several feeds.
+template <class W, bool kInverse, class M>
+ZMCJ_LIFTING_INLINE void FeedColumn(const FeedRows<typename W::Sample>& rows, int feeds, int x,
+                                    typename W::Register* state) {
+  using V = typename M::V;
+  Ladder<W, kInverse, M, false> ladder;
+  for (int i = 0; i < W::kSteps; ++i) ladder.rung[i] = M::Load(state + i * kStripColumns + x);
+  for (int f = 0; f < feeds; ++f) {
+    V a, b;
+    ladder.Feed(M::Load(rows.in_b[f] + x), M::Load(rows.in_a[f] + x), a, b);
+    M::Store(a, rows.out_a[f] + x);
+    M::Store(b, rows.out_b[f] + x);
+  }
+  for (int i = 0; i < W::kSteps; ++i) M::Store(ladder.rung[i], state + i * kStripColumns + x);
+}
+
+template <class W, bool kInverse, template <class> class Machine>
+void Columns(const FeedRows<typename W::Sample>& rows, int feeds, int columns, void* state) {
+  using Register = typename W::Register;
+  using M = Machine<Register>;
+  Register* const registers = static_cast<Register*>(state);
+  int x = 0;
+  for (; x <= columns - M::kLanes; x += M::kLanes) FeedColumn<W, kInverse, M>(rows, feeds, x, registers);
+  for (; x < columns; ++x) FeedColumn<W, kInverse, Single<Register>>(rows, feeds, x, registers);
+}
+
+// Where a row's samples of feed c come from and its results go to.
+template <class M, class S>
+ZMCJ_LIFTING_INLINE void LoadFeed(const Interleaved<S>& src, int64_t c, typename M::V& b, typename M::V& a) {
+  M::LoadPairs(src.At(c), b, a);
+}
+template <class M, class S>
+ZMCJ_LIFTING_INLINE void LoadFeed(const Bands<S>& src, int64_t c, typename M::V& b, typename M::V& a) {
+  b = M::Load(src.B(c));
+  a = M::Load(src.A(c + 1));
+}
+template <class M, class S>
+ZMCJ_LIFTING_INLINE void StoreResults(const Interleaved<S>& dst, int64_t c, typename M::V a, typename M::V b) {
+  M::StorePairs(a, b, dst.At(c));
+}
+template <class M, class S>
+ZMCJ_LIFTING_INLINE void StoreResults(const Bands<S>& dst, int64_t c, typename M::V a, typename M::V b) {
+  M::Store(a, dst.A(c));
+  M::Store(b, dst.B(c + 1));
+}
+
+template <class W, bool kInverse, template <class> class Machine, class Source, class Target>
+void Row(Source src, Target dst, const Line& line) {
+  using Sample = typename W::Sample;
+  using Register = typename W::Register;
+  using One = Single<Register>;
+  using M = Machine<Register>;
+  using V = typename M::V;
+  constexpr int kSteps = W::kSteps, kPair = 2 * M::kLanes;
+  const auto sample = [&](int64_t position) { return LoadSample<Sample>(src.At(line.Fold(position))); };
+
+  // One sample at a time until there are results of position 0 or later, and of -1 where the line starts with a B.
+  Ladder<W, kInverse, One, false> start = {};
+  int64_t c = line.FirstFeed(kSteps);
+  start.rung[0] = Filter<W, kInverse, One>::EnterA(static_cast<Register>(sample(c - 1)));
+  const int64_t first_results = line.a_offset() == 0 ? 0 : 1;
+  for (; c + 1 - kSteps < first_results; c += 2) {
+    Register a, b;
+    start.Feed(static_cast<Register>(sample(c)), static_cast<Register>(sample(c + 1)), a, b);
+    if (c + 2 - kSteps == 0) One::Store(b, dst.At(0));
+  }
+
+  Ladder<W, kInverse, M, true> ladder;
+  for (int i = 0; i < kSteps; ++i) ladder.rung[i] = M::Set(start.rung[i]);
+  V a, b;
+  for (; c + kPair <= line.length; c += kPair) {
+    LoadFeed<M>(src, c, b, a);
+    ladder.Feed(b, a, a, b);
+    StoreResults<M>(dst, c + 1 - kSteps, a, b);
+  }
+
+  // The rest through a copy with the samples that follow the end of the line.
+  const int64_t end = line.LastFeed(kSteps) + 2;
+  for (; c < end; c += kPair) {
+    Sample staged[kPair] = {};
+    for (int i = 0; i < kPair && c + i < end; ++i) staged[i] = sample(c + i);
+    M::LoadPairs(staged, b, a);
+    ladder.Feed(b, a, a, b);
+    M::StorePairs(a, b, staged);
+    for (int i = 0; i < kPair && c + 1 - kSteps + i < line.length; ++i)
+      StoreSample(dst.At(c + 1 - kSteps + i), staged[i]);
+  }
+}
+
+template <class W, template <class> class Machine>
+constexpr LiftingKernels<typename W::Sample> LiftingKernelsOf() {
+  using S = typename W::Sample;
+  return {Columns<W, false, Machine>, Columns<W, true, Machine>, Row<W, false, Machine, Interleaved<const S>, Bands<S>>,
+          Row<W, true, Machine, Bands<const S>, Interleaved<S>>};
+}
+
+template <template <class> class Machine>
+constexpr WaveletKernels WaveletKernelsOf() {
+  return {LiftingKernelsOf<B53_16s, Machine>(), LiftingKernelsOf<B53_32s, Machine>(),
+          LiftingKernelsOf<D97_16s, Machine>(), LiftingKernelsOf<D97_32s, Machine>(),
+          LiftingKernelsOf<D97_32f, Machine>()};
+}
+
+}  // namespace
+}  // namespace zmcj::ZMCJ_LIFTING_NAMESPACE

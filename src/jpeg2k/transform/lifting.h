@@ -1,0 +1,119 @@
+// What the lifting engine's parts share: the geometry of a line, how its samples are reached, the table of kernels.
+//
+// A wavelet line alternates samples of two types. Each lifting step updates all samples of one type from their two
+// neighbours of the other, and the steps alternate between the types. B is the type that the first step updates, A the
+// other one: going forward B is high and A is low, going back B is low and A is high. Everything else (phase, parity,
+// direction) is a matter of which type stands first, so the engine knows only A and B.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "core/level.h"
+#include "core/memory.h"
+
+namespace zmcj {
+
+// The samples at positions 0 to length - 1. Where the line is mirrored (length at least 2), positions outside it stand
+// for their reflections about the end samples, back and forth (ISO/IEC 15444-1, F.3.7); otherwise they are the
+// caller's own border samples.
+struct Line {
+  int64_t length;
+  bool a_first;
+  bool mirrored;
+
+  int64_t a_offset() const { return a_first ? 0 : 1; }
+  int64_t b_offset() const { return a_first ? 1 : 0; }
+
+  // A feed at position c of type B hands the samples c and c + 1 to a ladder of `steps` steps, which then yields the
+  // results of c + 1 - steps and c + 2 - steps. A result of type A depends on `steps` samples to either side, one of
+  // type B on one less: these two are the first and the last feed that some result of the line depends on.
+  int64_t FirstFeed(int steps) const { return (a_first ? 1 : 2) - steps; }
+  int64_t LastFeed(int steps) const {
+    const bool last_is_a = (length % 2 != 0) == a_first;
+    return length - 3 + steps + (last_is_a ? 1 : 0);
+  }
+
+  int64_t Fold(int64_t position) const {
+    if (!mirrored) return position;
+    while (position < 0 || position >= length) position = position < 0 ? -position : 2 * (length - 1) - position;
+    return position;
+  }
+};
+
+// A line whose two types lie in separate arrays.
+template <class T>
+struct Bands {
+  T* a;
+  T* b;
+  int64_t a_offset;  // position of a[0] in the line: 0 or 1, and b[0] has the other
+
+  Bands(T* a_band, T* b_band, const Line& line) : a(a_band), b(b_band), a_offset(line.a_offset()) {}
+
+  T* A(int64_t position) const { return a + static_cast<ptrdiff_t>((position - a_offset) / 2); }
+  T* B(int64_t position) const { return b + static_cast<ptrdiff_t>((position - 1 + a_offset) / 2); }
+  T* At(int64_t position) const { return (position & 1) == a_offset ? A(position) : B(position); }
+};
+
+// A line as it stands in the image.
+template <class T>
+struct Interleaved {
+  T* line;
+
+  T* At(int64_t position) const { return line + static_cast<ptrdiff_t>(position); }
+};
+
+// The rows of several feeds, for one strip of columns.
+inline constexpr int kFeeds = 4;
+inline constexpr int kStripColumns = 512;
+template <class T>
+struct FeedRows {
+  const T* in_a[kFeeds];
+  const T* in_b[kFeeds];
+  T* out_a[kFeeds];
+  T* out_b[kFeeds];
+};
+
+template <class T>
+struct LiftingKernels {
+  // Vertically: `feeds` feeds of `columns` columns. `state` holds the ladder of each column: kStripColumns registers
+  // for every step.
+  void (*forward_columns)(const FeedRows<T>& rows, int feeds, int columns, void* state);
+  void (*inverse_columns)(const FeedRows<T>& rows, int feeds, int columns, void* state);
+  // Horizontally: one line, out of place.
+  void (*forward_row)(Interleaved<const T> src, Bands<T> dst, const Line& line);
+  void (*inverse_row)(Bands<const T> src, Interleaved<T> dst, const Line& line);
+};
+
+// The five wavelets: filter, sample type, the type of a register's lanes, and the number of lifting steps.
+template <class SampleType, class RegisterType, int kStepCount>
+struct Wavelet {
+  using Sample = SampleType;
+  using Register = RegisterType;
+  static constexpr int kSteps = kStepCount;
+  static constexpr bool kReversible = kStepCount == 2;
+};
+struct B53_16s : Wavelet<int16_t, int16_t, 2> {};
+struct B53_32s : Wavelet<int32_t, int32_t, 2> {};
+struct D97_16s : Wavelet<int16_t, int16_t, 4> {};
+struct D97_32s : Wavelet<int32_t, float, 4> {};
+struct D97_32f : Wavelet<float, float, 4> {};
+
+struct WaveletKernels {
+  LiftingKernels<int16_t> b53_16s;
+  LiftingKernels<int32_t> b53_32s;
+  LiftingKernels<int16_t> d97_16s;
+  LiftingKernels<int32_t> d97_32s;
+  LiftingKernels<float> d97_32f;
+
+  const LiftingKernels<int16_t>& Of(B53_16s) const { return b53_16s; }
+  const LiftingKernels<int32_t>& Of(B53_32s) const { return b53_32s; }
+  const LiftingKernels<int16_t>& Of(D97_16s) const { return d97_16s; }
+  const LiftingKernels<int32_t>& Of(D97_32s) const { return d97_32s; }
+  const LiftingKernels<float>& Of(D97_32f) const { return d97_32f; }
+};
+
+extern const WaveletKernels kWaveletReference;
+extern Family<WaveletKernels> wavelet_family;
+
+}  // namespace zmcj

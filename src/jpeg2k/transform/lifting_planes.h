@@ -1,0 +1,78 @@
+// The engine over the rows of an image: all columns of a region at once.
+#pragma once
+
+#include <algorithm>
+
+#include "jpeg2k/transform/lifting.h"
+
+namespace zmcj {
+
+// The rows of a line of rows, by type: row k of a type lies k steps from the type's first one.
+template <class T>
+struct RowBands {
+  T* a;
+  T* b;
+  int64_t a_step;
+  int64_t b_step;
+  int64_t a_offset;
+
+  // Rows that stand in line in an image.
+  static RowBands InImage(T* first, int step, const Line& line) {
+    const auto row = [&](int64_t i) { return RowAt(first, i, step); };
+    return {row(line.a_offset()), row(line.b_offset()), 2 * static_cast<int64_t>(step), 2 * static_cast<int64_t>(step),
+            line.a_offset()};
+  }
+
+  T* At(int64_t position) const {
+    const bool is_a = (position & 1) == a_offset;
+    const int64_t k = (position - (is_a ? a_offset : 1 - a_offset)) / 2;
+    using Byte = std::conditional_t<std::is_const_v<T>, const unsigned char, unsigned char>;
+    return reinterpret_cast<T*>(reinterpret_cast<Byte*>(is_a ? a : b) +
+                                static_cast<ptrdiff_t>(k * (is_a ? a_step : b_step)));
+  }
+};
+
+// Lifts every column of the rows `src` into the rows `dst`, which may be the same rows. Strips of columns keep the rows
+// in work inside the caches; one strip's ladders and the raw rows that are needed once more at the mirrored end live
+// here. `row_before` is the row at position -1, where it is not in its place.
+template <class W, class Kernel, class T>
+void LiftColumns(Kernel kernel, const RowBands<const T>& src, const RowBands<T>& dst, const Line& line, int columns,
+                 const T* row_before = nullptr) {
+  constexpr int kSteps = W::kSteps, kSaved = kSteps + 1;
+  alignas(64) typename W::Register state[kSteps * kStripColumns];
+  alignas(64) T saved[kSaved][kStripColumns];
+  alignas(64) T discarded[kStripColumns];
+  const int64_t first_saved = std::max<int64_t>(0, line.length - kSaved);
+
+  for (int x = 0; x < columns; x += std::min(kStripColumns, columns - x)) {
+    const int width = std::min(kStripColumns, columns - x);
+    if (line.mirrored) {
+      for (int64_t i = first_saved; i < line.length; ++i)
+        std::memcpy(saved[i - first_saved], src.At(i) + x, sizeof(T) * static_cast<size_t>(width));
+    }
+    std::fill(std::begin(state), std::end(state), typename W::Register{0});
+    const auto in = [&](int64_t position) -> const T* {
+      if (line.mirrored && position >= line.length) return saved[line.Fold(position) - first_saved];
+      if (row_before != nullptr && position == -1) return row_before + x;
+      return src.At(line.Fold(position)) + x;
+    };
+    const auto out = [&](int64_t position) {
+      return position >= 0 && position < line.length ? dst.At(position) + x : discarded;
+    };
+    // The feed before the first one only brings in its A.
+    const int64_t first = line.FirstFeed(kSteps) - 2, last = line.LastFeed(kSteps);
+    for (int64_t c = first; c <= last;) {
+      FeedRows<T> rows;
+      int feeds = 0;
+      for (; feeds < kFeeds && c <= last; ++feeds, c += 2) {
+        rows.in_a[feeds] = in(c + 1);
+        rows.in_b[feeds] = c == first ? rows.in_a[feeds] : in(c);
+        rows.out_a[feeds] = out(c + 1 - kSteps);
+        rows.out_b[feeds] = out(c + 2 - kSteps);
+      }
+      kernel(rows, feeds, width, state);
+    }
+  }
+}
+
+}  // namespace zmcj

@@ -1,0 +1,13 @@
+// The lifting engine on registers of one lane, compiled for the plain machine: what every other level's bits must
+// equal.
+#include "jpeg2k/transform/lifting.h"
+#include "jpeg2k/transform/lifting_single.h"
+
+#define ZMCJ_LIFTING_NAMESPACE reference
+#include "jpeg2k/transform/lifting-inl.h"
+
+namespace zmcj {
+
+const WaveletKernels kWaveletReference = reference::WaveletKernelsOf<Single>();
+
+}  // namespace zmcj
