@@ -4,6 +4,7 @@
 // No include guard: compiled once per instruction-set level, and once for the scalar reference, in the namespace
 // ZMCJ_LIFTING_NAMESPACE. `Machine<T>` supplies the registers of lanes T.
 
+#undef ZMCJ_LIFTING_INLINE
 #define ZMCJ_LIFTING_INLINE inline __attribute__((always_inline))
 
 namespace zmcj::ZMCJ_LIFTING_NAMESPACE {

@@ -1,0 +1,134 @@
+// Registers of several lanes for the lifting engine: what Single is for one.
+//
+// No include guard: compiled once per vector level, inside HWY_BEFORE_NAMESPACE() and HWY_AFTER_NAMESPACE().
+
+namespace zmcj::HWY_NAMESPACE {
+namespace {
+namespace hn = hwy::HWY_NAMESPACE;
+
+template <class T>
+struct LanesBase {
+  using D = hn::ScalableTag<T>;
+  using V = hn::Vec<D>;
+  static constexpr int kLanes = static_cast<int>(hn::MaxLanes(D()));
+
+  static HWY_INLINE V Set(T value) { return hn::Set(D(), value); }
+  static HWY_INLINE V Load(const T* p) { return hn::LoadU(D(), p); }
+  static HWY_INLINE void Store(V v, T* p) { hn::StoreU(v, D(), p); }
+  static HWY_INLINE void LoadPairs(const T* p, V& first, V& second) { hn::LoadInterleaved2(D(), p, first, second); }
+  static HWY_INLINE void StorePairs(V first, V second, T* p) { hn::StoreInterleaved2(first, second, D(), p); }
+
+  static HWY_INLINE V Add(V a, V b) { return hn::Add(a, b); }
+  static HWY_INLINE V Sub(V a, V b) { return hn::Sub(a, b); }
+
+  // The lanes of v, each one place later; the first comes from the end of `before`.
+  static HWY_INLINE V Delay(V before, V v) {
+#if HWY_TARGET == HWY_AVX2
+    // The upper half of `before` and the lower half of v: what precedes each half of v.
+    const V halves = hn::ConcatLowerUpper(D(), v, before);
+#else
+    const V halves = before;
+#endif
+    return hn::CombineShiftRightBytes<16 - sizeof(T)>(D(), v, halves);
+  }
+};
+
+template <class T>
+struct Lanes;
+
+template <>
+struct Lanes<int32_t> : LanesBase<int32_t> {
+  static HWY_INLINE V HalfSum(V a, V b) { return hn::ShiftRight<1>(hn::Add(a, b)); }
+  static HWY_INLINE V QuarterSum(V a, V b) { return hn::ShiftRight<2>(hn::Add(hn::Add(a, b), hn::Set(D(), 2))); }
+};
+
+template <>
+struct Lanes<int16_t> : LanesBase<int16_t> {
+  // floor((a + b) / 2) without the 17th bit: a + b = 2 (a & b) + (a ^ b).
+  static HWY_INLINE V HalfSum(V a, V b) { return hn::Add(hn::And(a, b), hn::ShiftRight<1>(hn::Xor(a, b))); }
+  // floor((a + b + 2) / 4) = floor((h + 1) / 2) with the half sum h.
+  static HWY_INLINE V QuarterSum(V a, V b) {
+    const V half = HalfSum(a, b);
+    return hn::Add(hn::ShiftRight<1>(half), hn::And(half, hn::Set(D(), 1)));
+  }
+
+  // (a * factor + 8192) >> 14, low 16 bits. The rounding product has 15 fractional bits, so it takes twice the factor;
+  // what exceeds 1 is the value itself.
+  static HWY_INLINE V Scaled(V a, int factor) {
+    const bool above_one = factor >= 16384;
+    const V product = hn::MulFixedPoint15(a, Set(static_cast<int16_t>(2 * (above_one ? factor - 16384 : factor))));
+    return above_one ? hn::Add(a, product) : product;
+  }
+
+  // ((a + b) * factor + 8192) >> 14, low 16 bits, with sums of 17 bits and products of 32.
+  static HWY_INLINE V ScaledSum(V a, V b, int factor) {
+#if HWY_TARGET == HWY_NEON
+    const int16x8_t x = a.raw, y = b.raw;
+    const int32x4_t lower = vmulq_n_s32(vaddl_s16(vget_low_s16(x), vget_low_s16(y)), factor);
+    const int32x4_t upper = vmulq_n_s32(vaddl_s16(vget_high_s16(x), vget_high_s16(y)), factor);
+    return V(vcombine_s16(vrshrn_n_s32(lower, 14), vrshrn_n_s32(upper, 14)));
+#else
+    // Pairs (a, b) of the even lanes and (b, a) of the odd ones; each product of pairs is that of the sum. Bits 14 to
+    // 29 are moved to where the lane's 16 bits stand.
+    const hn::Repartition<int32_t, D> d32;
+    const V swapped =
+        hn::Or(hn::BitCast(D(), hn::ShiftLeft<16>(hn::BitCast(d32, b))),
+               hn::BitCast(D(), hn::ShiftRight<16>(hn::BitCast(hn::RebindToUnsigned<decltype(d32)>(), b))));
+    const V factors = Set(static_cast<int16_t>(factor));
+    const auto even = hn::BitCast(d32, MultiplyPairs(hn::OddEven(swapped, a), factors));
+    const auto odd = hn::BitCast(d32, MultiplyPairs(hn::OddEven(a, swapped), factors));
+    const auto half = hn::Set(d32, 8192);
+    return hn::OddEven(hn::BitCast(D(), hn::ShiftLeft<2>(hn::Add(odd, half))),
+                       hn::BitCast(D(), hn::ShiftRight<14>(hn::Add(even, half))));
+#endif
+  }
+
+ private:
+#if HWY_TARGET == HWY_AVX2
+  static HWY_INLINE V MultiplyPairs(V a, V b) { return V{_mm256_madd_epi16(a.raw, b.raw)}; }
+#elif HWY_TARGET == HWY_SSE4
+  static HWY_INLINE V MultiplyPairs(V a, V b) { return V{_mm_madd_epi16(a.raw, b.raw)}; }
+#endif
+};
+
+template <>
+struct Lanes<float> : LanesBase<float> {
+  using Base = LanesBase<float>;
+  using Base::Load;
+  using Base::LoadPairs;
+  using Base::Store;
+  using Base::StorePairs;
+  using Ints = LanesBase<int32_t>;
+
+  static HWY_INLINE V Mul(V a, V b) { return hn::Mul(a, b); }
+
+  static HWY_INLINE V Load(const int32_t* p) { return hn::ConvertTo(D(), Ints::Load(p)); }
+  static HWY_INLINE void Store(V v, int32_t* p) { Ints::Store(Truncate(v), p); }
+  static HWY_INLINE void LoadPairs(const int32_t* p, V& first, V& second) {
+    Ints::V a, b;
+    Ints::LoadPairs(p, a, b);
+    first = hn::ConvertTo(D(), a);
+    second = hn::ConvertTo(D(), b);
+  }
+  static HWY_INLINE void StorePairs(V first, V second, int32_t* p) {
+    Ints::StorePairs(Truncate(first), Truncate(second), p);
+  }
+
+ private:
+  // As TruncateToInt. x86's conversion gives INT32_MIN wherever the value does not fit; above 2^31 that is inverted.
+  static HWY_INLINE Ints::V Truncate(V v) {
+    const auto above = hn::VecFromMask(Ints::D(), hn::RebindMask(Ints::D(), hn::Gt(v, Set(2147483648.0f))));
+#if HWY_TARGET == HWY_AVX2
+    return hn::Xor(Ints::V{_mm256_cvttps_epi32(v.raw)}, above);
+#elif HWY_TARGET == HWY_SSE4
+    return hn::Xor(Ints::V{_mm_cvttps_epi32(v.raw)}, above);
+#else
+    // Arm's conversion saturates and makes NaN zero.
+    const auto fits = hn::RebindMask(Ints::D(), hn::Lt(v, Set(2147483648.0f)));
+    return hn::IfThenElse(fits, hn::ConvertTo(Ints::D(), v), hn::Xor(Ints::Set(INT32_MIN), above));
+#endif
+  }
+};
+
+}  // namespace
+}  // namespace zmcj::HWY_NAMESPACE
