@@ -327,7 +327,119 @@ ZMCJ_API ZmcStatus zmciDecodeHuffman8x8_Direct_JPEG_1u16s_C1(const uint8_t* pSrc
 
 /* ---- JPEG: whole-image colour conversion ------------------------------------------------------------------------- */
 
+/*
+ * Whole images between RGB, BGR, CMYK or packed 16-bit pixels and the full-range YCbCr of JFIF (ITU-T T.871), chroma
+ * centred on 128; CMYK goes to YCCK and back with C, M, Y taken for 255 - R, G, B and K copied.
+ *
+ * Layouts: P3, P4 are three or four planes, an array of pointers with one step for all; C1 one plane; C3, C4
+ * interleaved 8-bit components in the order of the name. 555 and 565 are packed pixels of one 16-bit word, the colour
+ * named first in the lowest bits, green in bits 5-9 or 5-10, the last-named colour above it; bit 15 of 555 is ignored
+ * on input and 0 on output. Packed fields are widened by zero bits below and narrowed by dropping bits.
+ *
+ * Rounding: the columns below width & ~3 take one fixed-point arithmetic, the remaining columns of a row another, and
+ * the two may differ by 1. RGB to YCbCr from planes, from CMYK and from interleaved pixels differ in the same way, as
+ * do YCbCr to RGB in planes and interleaved; the two interleaved RGB to Y and the packed forms to YCbCr have one
+ * arithmetic for all columns. RGB to Y from planes works in single precision. All are exact to the bit: see
+ * src/jpeg/colour/colour_formulas.h.
+ *
+ * Arguments: source, its step, destination, its step, the region in pixels.
+ *
+ * Checks: the source pointer or array, the destination pointer or array, each source plane, each destination plane
+ * null: zmcStatusNullPointer; srcStep, then dstStep below 1: zmcStatusBadStep; width or height below 1:
+ * zmcStatusBadSize.
+ *
+ * Threads: regions of more than 8192 pixels (the product taken as a wrapping signed 32-bit number) are divided by rows
+ * among the threads of an OpenMP parallel region with the runtime's default number of threads; the packed forms run on
+ * the calling thread.
+ */
+ZMCJ_API ZmcStatus zmciRGBToYCbCr_JPEG_8u_P3R(const uint8_t* const pSrc[3], int srcStep, uint8_t* const pDst[3],
+                                              int dstStep, ZmciSize roiSize);
+ZMCJ_API ZmcStatus zmciRGBToYCbCr_JPEG_8u_C3P3R(const uint8_t* pSrc, int srcStep, uint8_t* const pDst[3], int dstStep,
+                                                ZmciSize roiSize);
+ZMCJ_API ZmcStatus zmciBGRToYCbCr_JPEG_8u_C3P3R(const uint8_t* pSrc, int srcStep, uint8_t* const pDst[3], int dstStep,
+                                                ZmciSize roiSize);
+ZMCJ_API ZmcStatus zmciRGBToY_JPEG_8u_P3C1R(const uint8_t* const pSrc[3], int srcStep, uint8_t* pDst, int dstStep,
+                                            ZmciSize roiSize);
+ZMCJ_API ZmcStatus zmciRGBToY_JPEG_8u_C3C1R(const uint8_t* pSrc, int srcStep, uint8_t* pDst, int dstStep,
+                                            ZmciSize roiSize);
+ZMCJ_API ZmcStatus zmciBGRToY_JPEG_8u_C3C1R(const uint8_t* pSrc, int srcStep, uint8_t* pDst, int dstStep,
+                                            ZmciSize roiSize);
+ZMCJ_API ZmcStatus zmciCMYKToYCCK_JPEG_8u_P4R(const uint8_t* const pSrc[4], int srcStep, uint8_t* const pDst[4],
+                                              int dstStep, ZmciSize roiSize);
+ZMCJ_API ZmcStatus zmciCMYKToYCCK_JPEG_8u_C4P4R(const uint8_t* pSrc, int srcStep, uint8_t* const pDst[4], int dstStep,
+                                                ZmciSize roiSize);
+ZMCJ_API ZmcStatus zmciYCbCrToRGB_JPEG_8u_P3R(const uint8_t* const pSrc[3], int srcStep, uint8_t* const pDst[3],
+                                              int dstStep, ZmciSize roiSize);
+ZMCJ_API ZmcStatus zmciYCbCrToRGB_JPEG_8u_P3C3R(const uint8_t* const pSrc[3], int srcStep, uint8_t* pDst, int dstStep,
+                                                ZmciSize roiSize);
+ZMCJ_API ZmcStatus zmciYCbCrToBGR_JPEG_8u_P3C3R(const uint8_t* const pSrc[3], int srcStep, uint8_t* pDst, int dstStep,
+                                                ZmciSize roiSize);
+ZMCJ_API ZmcStatus zmciYCCKToCMYK_JPEG_8u_P4R(const uint8_t* const pSrc[4], int srcStep, uint8_t* const pDst[4],
+                                              int dstStep, ZmciSize roiSize);
+ZMCJ_API ZmcStatus zmciYCCKToCMYK_JPEG_8u_P4C4R(const uint8_t* const pSrc[4], int srcStep, uint8_t* pDst, int dstStep,
+                                                ZmciSize roiSize);
+ZMCJ_API ZmcStatus zmciRGB555ToYCbCr_JPEG_16u8u_C3P3R(const uint16_t* pSrc, int srcStep, uint8_t* const pDst[3],
+                                                      int dstStep, ZmciSize roiSize);
+ZMCJ_API ZmcStatus zmciBGR555ToYCbCr_JPEG_16u8u_C3P3R(const uint16_t* pSrc, int srcStep, uint8_t* const pDst[3],
+                                                      int dstStep, ZmciSize roiSize);
+ZMCJ_API ZmcStatus zmciRGB565ToYCbCr_JPEG_16u8u_C3P3R(const uint16_t* pSrc, int srcStep, uint8_t* const pDst[3],
+                                                      int dstStep, ZmciSize roiSize);
+ZMCJ_API ZmcStatus zmciBGR565ToYCbCr_JPEG_16u8u_C3P3R(const uint16_t* pSrc, int srcStep, uint8_t* const pDst[3],
+                                                      int dstStep, ZmciSize roiSize);
+ZMCJ_API ZmcStatus zmciYCbCrToRGB555_JPEG_8u16u_P3C3R(const uint8_t* const pSrc[3], int srcStep, uint16_t* pDst,
+                                                      int dstStep, ZmciSize roiSize);
+ZMCJ_API ZmcStatus zmciYCbCrToBGR555_JPEG_8u16u_P3C3R(const uint8_t* const pSrc[3], int srcStep, uint16_t* pDst,
+                                                      int dstStep, ZmciSize roiSize);
+ZMCJ_API ZmcStatus zmciYCbCrToRGB565_JPEG_8u16u_P3C3R(const uint8_t* const pSrc[3], int srcStep, uint16_t* pDst,
+                                                      int dstStep, ZmciSize roiSize);
+ZMCJ_API ZmcStatus zmciYCbCrToBGR565_JPEG_8u16u_P3C3R(const uint8_t* const pSrc[3], int srcStep, uint16_t* pDst,
+                                                      int dstStep, ZmciSize roiSize);
+
 /* ---- JPEG: sampling of planes and rows --------------------------------------------------------------------------- */
+
+/*
+ * Halve or double the resolution of one 8-bit plane, horizontally (H2V1) or in both directions (H2V2). Output sample i
+ * of a row, with >> dropping bits:
+ *
+ *   Down, box, H2V1       (s[2i] + s[2i+1] + b) >> 1, b = 0, 1, 0, 1, ... from column 0
+ *   Down, box, H2V2       (sum of the four + b) >> 2, b = 1, 2, 1, 2, ...; rows 2j and 2j+1 make row j
+ *   Up, triangle, H2V1    out[2i] = (3 s[i] + s[i-1] + 1) >> 2, out[2i+1] = (3 s[i] + s[i+1] + 2) >> 2
+ *   Up, triangle, H2V2    v[i] = 3 near[i] + far[i]; out[2i] = (3 v[i] + v[i-1] + 8) >> 4,
+ *                         out[2i+1] = (3 v[i] + v[i+1] + 7) >> 4; rows 2j and 2j+1 have row j near, and rows j-1 and
+ *                         j+1 far
+ *
+ * Planes: the destination region decides how many rows and samples are made, and so which are read; the caller passes
+ * regions that agree (twice or half), which is not checked. Up-sampling reads one sample before each source row used,
+ * and one after it: the caller provides them (replicated edge samples). SampleUpH2V2 takes no rows from outside the
+ * source region: the first and the last row stand for those before and after them.
+ *
+ * Checks of the plane forms: pSrc null: zmcStatusNullPointer; srcStep below 1: zmcStatusBadStep; a side of srcSize
+ * below 1: zmcStatusBadSize; then pDst, dstStep and dstSize likewise.
+ *
+ * Threads: as the colour conversions, by the destination region; SampleUpH2V1 runs on the calling thread.
+ */
+ZMCJ_API ZmcStatus zmciSampleDownH2V1_JPEG_8u_C1R(const uint8_t* pSrc, int srcStep, ZmciSize srcSize, uint8_t* pDst,
+                                                  int dstStep, ZmciSize dstSize);
+ZMCJ_API ZmcStatus zmciSampleDownH2V2_JPEG_8u_C1R(const uint8_t* pSrc, int srcStep, ZmciSize srcSize, uint8_t* pDst,
+                                                  int dstStep, ZmciSize dstSize);
+ZMCJ_API ZmcStatus zmciSampleUpH2V1_JPEG_8u_C1R(const uint8_t* pSrc, int srcStep, ZmciSize srcSize, uint8_t* pDst,
+                                                int dstStep, ZmciSize dstSize);
+ZMCJ_API ZmcStatus zmciSampleUpH2V2_JPEG_8u_C1R(const uint8_t* pSrc, int srcStep, ZmciSize srcSize, uint8_t* pDst,
+                                                int dstStep, ZmciSize dstSize);
+
+/*
+ * One output row from one or two source rows of srcWidth samples, by the same filters. Down: srcWidth / 2 samples; an
+ * odd last source sample is left out. Up: 2 srcWidth samples; nothing outside the rows is read, and the first and the
+ * last sample stand for those before and after them. pSrc1 is the nearer row of the triangle, pSrc2 the farther.
+ *
+ * Checks: a pointer null: zmcStatusNullPointer; srcWidth below 1: zmcStatusBadSize.
+ */
+ZMCJ_API ZmcStatus zmciSampleDownRowH2V1_Box_JPEG_8u_C1(const uint8_t* pSrc, int srcWidth, uint8_t* pDst);
+ZMCJ_API ZmcStatus zmciSampleDownRowH2V2_Box_JPEG_8u_C1(const uint8_t* pSrc1, const uint8_t* pSrc2, int srcWidth,
+                                                        uint8_t* pDst);
+ZMCJ_API ZmcStatus zmciSampleUpRowH2V1_Triangle_JPEG_8u_C1(const uint8_t* pSrc, int srcWidth, uint8_t* pDst);
+ZMCJ_API ZmcStatus zmciSampleUpRowH2V2_Triangle_JPEG_8u_C1(const uint8_t* pSrc1, const uint8_t* pSrc2, int srcWidth,
+                                                           uint8_t* pDst);
 
 /* ---- JPEG: pixels of one MCU to blocks --------------------------------------------------------------------------- */
 
