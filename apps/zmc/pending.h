@@ -20,14 +20,6 @@ using EncState = ZmciEncodeHuffmanState_JPEG_8u;
 using U8 = uint8_t;
 using S16 = int16_t;
 
-ZMC_PENDING(zmciYCbCrToRGB_JPEG_8u_P3C3R, const U8* const*, int, U8*, int, ZmciSize)
-ZMC_PENDING(zmciYCCKToCMYK_JPEG_8u_P4C4R, const U8* const*, int, U8*, int, ZmciSize)
-ZMC_PENDING(zmciRGBToY_JPEG_8u_C3C1R, const U8*, int, U8*, int, ZmciSize)
-ZMC_PENDING(zmciRGBToYCbCr_JPEG_8u_C3P3R, const U8*, int, U8* const*, int, ZmciSize)
-ZMC_PENDING(zmciSampleDownH2V1_JPEG_8u_C1R, const U8*, int, ZmciSize, U8*, int, ZmciSize)
-ZMC_PENDING(zmciSampleDownH2V2_JPEG_8u_C1R, const U8*, int, ZmciSize, U8*, int, ZmciSize)
-ZMC_PENDING(zmciSampleUpRowH2V1_Triangle_JPEG_8u_C1, const U8*, int, U8*)
-ZMC_PENDING(zmciSampleUpRowH2V2_Triangle_JPEG_8u_C1, const U8*, const U8*, int, U8*)
 ZMC_PENDING(zmciEncodeHuffmanRawTableInit_JPEG_8u, const int*, U8*, U8*)
 ZMC_PENDING(zmciDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1, const U8*, int, int*, S16*, S16*, int*, int, const Dec*,
             DecState*)
