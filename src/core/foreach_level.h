@@ -35,6 +35,14 @@
 #define ZMCJ_BIT_INSTRUCTIONS
 #endif
 
+// Before a short loop over the parts of a block, whose index must become a constant: g++ keeps such loops at -O2.
+#undef ZMCJ_UNROLL
+#if defined(__clang__)
+#define ZMCJ_UNROLL _Pragma("unroll")
+#else
+#define ZMCJ_UNROLL _Pragma("GCC unroll 8")
+#endif
+
 // The rows of a family's table: `kernels` is the name of the constant that each level's namespace defines.
 #undef ZMCJ_LEVELS
 #if (HWY_TARGETS & HWY_SSE4) && (HWY_TARGETS & HWY_AVX2)

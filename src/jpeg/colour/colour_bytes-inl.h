@@ -47,15 +47,16 @@ HWY_INLINE void StoreParts(const V8 (&v)[kCount], uint8_t* p) {
   const D8 d;
 #if HWY_TARGET == HWY_AVX2
   constexpr size_t kWhole = kCount / 2;
-  for (size_t i = 0; i < kWhole; ++i) hn::StoreU(hn::ConcatLowerLower(d, v[2 * i + 1], v[2 * i]), d, p + 32 * i);
+  ZMCJ_UNROLL for (size_t i = 0; i < kWhole; ++i)
+      hn::StoreU(hn::ConcatLowerLower(d, v[2 * i + 1], v[2 * i]), d, p + 32 * i);
   if (kCount % 2 == 1) hn::StoreU(hn::ConcatUpperLower(d, v[0], v[kCount - 1]), d, p + 32 * kWhole);
   uint8_t* upper = p + 16 * kCount + 16 * (kCount % 2);
-  for (size_t i = 0; i < kWhole; ++i) {
+  ZMCJ_UNROLL for (size_t i = 0; i < kWhole; ++i) {
     const size_t first = 2 * i + kCount % 2;
     hn::StoreU(hn::ConcatUpperUpper(d, v[first + 1], v[first]), d, upper + 32 * i);
   }
 #else
-  for (size_t i = 0; i < kCount; ++i) hn::StoreU(v[i], d, p + 16 * i);
+  ZMCJ_UNROLL for (size_t i = 0; i < kCount; ++i) hn::StoreU(v[i], d, p + 16 * i);
 #endif
 }
 

@@ -49,22 +49,24 @@ struct DirectWeights {
 constexpr DirectWeights kDirect = {{-19596, -7472}, {11056, -32768}, {-32768, 5328}, 4 * 2105344};
 constexpr DirectWeights kTail = {{-19595, -7471}, {11059, -32768}, {-32768, 5329}, kTailChromaBias};
 
-V16 PairWeights(const int16_t (&w)[2]) { return PairWeights(w[0], w[1]); }
+HWY_INLINE V16 PairWeights(const int16_t (&w)[2]) { return PairWeights(w[0], w[1]); }
 
 // 16 bits of each sum, the pixels of a and b by turns.
-V16 HighHalves(V32 a, V32 b) { return hn::OddEven(hn::BitCast(D16(), b), hn::BitCast(D16(), hn::ShiftRight<16>(a))); }
+HWY_INLINE V16 HighHalves(V32 a, V32 b) {
+  return hn::OddEven(hn::BitCast(D16(), b), hn::BitCast(D16(), hn::ShiftRight<16>(a)));
+}
 
 // Undoes the order in which HighHalves and PackBytes leave the bytes of four registers of 32-bit lanes.
-V8 InPixelOrder(V16 first, V16 second) {
+HWY_INLINE V8 InPixelOrder(V16 first, V16 second) {
   alignas(16) static constexpr uint8_t kOrder[16] = {0, 2, 4, 6, 1, 3, 5, 7, 8, 10, 12, 14, 9, 11, 13, 15};
   return hn::TableLookupBytes(PackBytes(first, second), hn::LoadDup128(D8(), kOrder));
 }
 
-Colours Forward(const Differences (&d)[4], const DirectWeights& weights) {
+HWY_INLINE Colours Forward(const Differences (&d)[4], const DirectWeights& weights) {
   const V16 wy = PairWeights(weights.y), wcb = PairWeights(weights.cb), wcr = PairWeights(weights.cr);
   const V32 bias = hn::Set(D32(), weights.chroma_bias);
   V16 y[2], cb[2], cr[2];
-  for (int i = 0; i < 2; ++i) {
+  ZMCJ_UNROLL for (int i = 0; i < 2; ++i) {
     const Differences &a = d[2 * i], &b = d[2 * i + 1];
     y[i] = HighHalves(hn::Add(WeightPairs(a.pairs, wy), a.green), hn::Add(WeightPairs(b.pairs, wy), b.green));
     cb[i] = HighHalves(hn::Add(WeightPairs(a.pairs, wcb), bias), hn::Add(WeightPairs(b.pairs, wcb), bias));
@@ -92,19 +94,19 @@ constexpr PairTable MakePairTable(int even, int odd) {
 
 // The 16 bytes of pixels 4 i to 4 i + 3 of each 16-pixel part. The last are loaded from four bytes earlier, so that
 // nothing behind the block is read.
-V8 LoadQuad(const uint8_t* p, int i) { return LoadParts(p + (i < 3 ? 12 * i : 32), 48); }
+HWY_INLINE V8 LoadQuad(const uint8_t* p, int i) { return LoadParts(p + (i < 3 ? 12 * i : 32), 48); }
 
-V16 Pick(V8 quad, const PairTable& table, int i) {
+HWY_INLINE V16 Pick(V8 quad, const PairTable& table, int i) {
   return hn::BitCast(
       D16(), hn::TableLookupBytesOr0(quad, hn::LoadDup128(D8(), i < 3 ? table.from_start : table.from_fourth_byte)));
 }
 
 template <bool kBlueFirst>
-Colours ForwardDirect(const uint8_t* p) {
+HWY_INLINE Colours ForwardDirect(const uint8_t* p) {
   static constexpr PairTable kOuter = kBlueFirst ? MakePairTable(2, 0) : MakePairTable(0, 2);
   static constexpr PairTable kGreen = MakePairTable(1, 1);
   Differences d[4];
-  for (int i = 0; i < 4; ++i) {
+  ZMCJ_UNROLL for (int i = 0; i < 4; ++i) {
     const V8 quad = LoadQuad(p, i);
     const V16 green = Pick(quad, kGreen, i);
     d[i].pairs = hn::Sub(green, Pick(quad, kOuter, i));
@@ -115,12 +117,12 @@ Colours ForwardDirect(const uint8_t* p) {
 
 // LumaInteger at 16 bits of fraction: twice the weights, G's in equal parts beside R and beside B.
 template <bool kBlueFirst>
-V8 LumaInteger(const uint8_t* p) {
+HWY_INLINE V8 LumaInteger(const uint8_t* p) {
   static constexpr PairTable kRedGreen = MakePairTable(kBlueFirst ? 2 : 0, 1);
   static constexpr PairTable kBlueGreen = MakePairTable(kBlueFirst ? 0 : 2, 1);
   const V16 red_green = PairWeights(2 * 9798, 19235), blue_green = PairWeights(2 * 3736, 19235);
   V32 sum[4];
-  for (int i = 0; i < 4; ++i) {
+  ZMCJ_UNROLL for (int i = 0; i < 4; ++i) {
     const V8 quad = LoadQuad(p, i);
     sum[i] = hn::Add(WeightPairs(Pick(quad, kRedGreen, i), red_green),
                      hn::Add(WeightPairs(Pick(quad, kBlueGreen, i), blue_green), hn::Set(D32(), 2 * 16266)));
@@ -131,11 +133,11 @@ V8 LumaInteger(const uint8_t* p) {
 // ---- Packed 16-bit pixels in --------------------------------------------------------------------------------------
 
 template <Layout kLayout>
-Colours ForwardPacked(const uint8_t* p) {
+HWY_INLINE Colours ForwardPacked(const uint8_t* p) {
   constexpr bool kSix = HasSixGreenBits(kLayout);
   const V16 high_five = hn::Set(D16(), 0xF8), middle_bits = hn::Set(D16(), kSix ? 0xFC : 0xF8);
   Differences d[4];
-  for (int i = 0; i < 2; ++i) {
+  ZMCJ_UNROLL for (int i = 0; i < 2; ++i) {
     const V16 v = hn::BitCast(D16(), LoadParts(p + 16 * i, 32));
     const V16 low = hn::And(hn::ShiftLeft<3>(v), high_five);
     const V16 green = hn::And(hn::ShiftRight < kSix ? 3 : 2 > (v), middle_bits);
@@ -151,18 +153,18 @@ Colours ForwardPacked(const uint8_t* p) {
 
 // ---- Planes and CMYK in -------------------------------------------------------------------------------------------
 
-Colours LoadPlanes(const SourceRow& row, ptrdiff_t x) {
+HWY_INLINE Colours LoadPlanes(const SourceRow& row, ptrdiff_t x) {
   return {{hn::LoadU(D8(), row[0] + x), hn::LoadU(D8(), row[1] + x), hn::LoadU(D8(), row[2] + x)}};
 }
 
-Colours Invert(const Colours& p) { return {{hn::Not(p.c[0]), hn::Not(p.c[1]), hn::Not(p.c[2])}}; }
+HWY_INLINE Colours Invert(const Colours& p) { return {{hn::Not(p.c[0]), hn::Not(p.c[1]), hn::Not(p.c[2])}}; }
 
 // Four interleaved components; the fourth goes to `k`.
-Colours LoadInterleaved4(const uint8_t* p, V8& k) {
+HWY_INLINE Colours LoadInterleaved4(const uint8_t* p, V8& k) {
   alignas(16) static constexpr uint8_t kByComponent[16] = {0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15};
   const hn::Repartition<uint64_t, D8> d64;
   V32 quad[4];
-  for (int i = 0; i < 4; ++i) {
+  ZMCJ_UNROLL for (int i = 0; i < 4; ++i) {
     quad[i] = hn::BitCast(D32(), hn::TableLookupBytes(LoadParts(p + 16 * i, 64), hn::LoadDup128(D8(), kByComponent)));
   }
   const auto c01 = hn::BitCast(d64, hn::InterleaveLower(D32(), quad[0], quad[1]));
@@ -176,11 +178,11 @@ Colours LoadInterleaved4(const uint8_t* p, V8& k) {
 
 // Luminance as above, from one pair of differences to G. Chroma is a rounding product of two 16-bit values, exactly
 // the formula's: (x * w + 2^14) >> 15. It clamps to -128..127 where the formula's 128 + x clamps to 0..255.
-Colours ForwardFromLuma(const Colours& rgb) {
+HWY_INLINE Colours ForwardFromLuma(const Colours& rgb) {
   const V16 wy = PairWeights(19595, 7471);
   const V32 half = hn::Set(D32(), 32768);
   V16 y[2], cb[2], cr[2];
-  for (int i = 0; i < 2; ++i) {
+  ZMCJ_UNROLL for (int i = 0; i < 2; ++i) {
     const V16 r = WidenPart(i, rgb.c[0]), g = WidenPart(i, rgb.c[1]), b = WidenPart(i, rgb.c[2]);
     const V16 rg = hn::Sub(r, g), bg = hn::Sub(b, g);
     const V32 low = hn::Add(WeightPairs(hn::InterleaveLower(D16(), rg, bg), wy), half);
@@ -194,15 +196,15 @@ Colours ForwardFromLuma(const Colours& rgb) {
            hn::Xor(PackSignedBytes(cr[0], cr[1]), centre)}};
 }
 
-V8 LumaFloat(const Colours& rgb) {
+HWY_INLINE V8 LumaFloat(const Colours& rgb) {
   const hn::Repartition<float, D8> df;
   const auto wr = hn::Set(df, 0.299f), wg = hn::Set(df, 0.587f), wb = hn::Set(df, 0.114f);
   const V16 zero = hn::Zero(D16());
   V16 y[2];
-  for (int i = 0; i < 2; ++i) {
+  ZMCJ_UNROLL for (int i = 0; i < 2; ++i) {
     const V16 r = WidenPart(i, rgb.c[0]), g = WidenPart(i, rgb.c[1]), b = WidenPart(i, rgb.c[2]);
     V32 part[2];
-    for (int j = 0; j < 2; ++j) {
+    ZMCJ_UNROLL for (int j = 0; j < 2; ++j) {
       const auto widen = [&](V16 v) {
         const V16 wide = j == 0 ? hn::InterleaveLower(D16(), v, zero) : hn::InterleaveUpper(D16(), v, zero);
         return hn::ConvertTo(df, hn::BitCast(D32(), wide));
@@ -233,7 +235,7 @@ struct InverseTerms {
 constexpr InverseTerms kSubtracted = {89, 66, 8082};
 constexpr InverseTerms kAdded = {89, 71, 8081};
 
-Colours Inverse(const Colours& ycc, const InverseTerms& terms) {
+HWY_INLINE Colours Inverse(const Colours& ycc, const InverseTerms& terms) {
   const V8 centre = hn::Set(D8(), 0x80);
   const V8 cb8 = hn::Xor(ycc.c[1], centre), cr8 = hn::Xor(ycc.c[2], centre);
   const V8 red_low = hn::Set(D8(), terms.red_low), blue_low = hn::Set(D8(), terms.blue_low);
@@ -241,7 +243,7 @@ Colours Inverse(const Colours& ycc, const InverseTerms& terms) {
   // The pairs hold 256 c + t; what the low bytes add is taken off again.
   const V32 green_bias = hn::Set(D32(), 256 * terms.green_bias - 5638 * terms.blue_low - 11700 * terms.red_low);
   V16 r[2], g[2], b[2];
-  for (int i = 0; i < 2; ++i) {
+  ZMCJ_UNROLL for (int i = 0; i < 2; ++i) {
     const V16 y = WidenPart(i, ycc.c[0]);
     const V16 cb = InterleavePart(i, blue_low, cb8), cr = InterleavePart(i, red_low, cr8);
     r[i] = hn::Add(y, hn::ShiftRight<7>(hn::MulFixedPoint15(cr, hn::Set(D16(), 22970))));
@@ -255,7 +257,7 @@ Colours Inverse(const Colours& ycc, const InverseTerms& terms) {
 
 // ---- Stores -------------------------------------------------------------------------------------------------------
 
-void StorePlanes(const Colours& p, const DestinationRow& row, ptrdiff_t x) {
+HWY_INLINE void StorePlanes(const Colours& p, const DestinationRow& row, ptrdiff_t x) {
   hn::StoreU(p.c[0], D8(), row[0] + x);
   hn::StoreU(p.c[1], D8(), row[1] + x);
   hn::StoreU(p.c[2], D8(), row[2] + x);
@@ -278,7 +280,7 @@ constexpr TripleTables MakeTripleTables() {
   return t;
 }
 
-void StoreInterleaved3(V8 first, V8 second, V8 third, uint8_t* p) {
+HWY_INLINE void StoreInterleaved3(V8 first, V8 second, V8 third, uint8_t* p) {
   static constexpr TripleTables kTables = MakeTripleTables();
   const D8 d;
   const V8 a = hn::TableLookupBytes(first, hn::LoadDup128(d, kTables.place[0]));
@@ -291,9 +293,9 @@ void StoreInterleaved3(V8 first, V8 second, V8 third, uint8_t* p) {
   StoreParts(parts, p);
 }
 
-void StoreInterleaved4(const Colours& p, V8 k, uint8_t* to) {
+HWY_INLINE void StoreInterleaved4(const Colours& p, V8 k, uint8_t* to) {
   V8 parts[4];
-  for (int i = 0; i < 2; ++i) {
+  ZMCJ_UNROLL for (int i = 0; i < 2; ++i) {
     const V16 cm = InterleavePart(i, p.c[0], p.c[1]), yk = InterleavePart(i, p.c[2], k);
     parts[2 * i] = hn::BitCast(D8(), hn::InterleaveLower(D16(), cm, yk));
     parts[2 * i + 1] = hn::BitCast(D8(), hn::InterleaveUpper(D16(), cm, yk));
@@ -304,7 +306,7 @@ void StoreInterleaved4(const Colours& p, V8 k, uint8_t* to) {
 // The two bytes of a pixel: `low` << 3 | `middle` << 5, and what is left of `middle` | `high`. Bytes are shifted as
 // halves of 16-bit lanes and masked.
 template <bool kSix>
-void StorePacked(V8 low, V8 middle, V8 high, uint8_t* to) {
+HWY_INLINE void StorePacked(V8 low, V8 middle, V8 high, uint8_t* to) {
   const auto bits = [](V16 v, uint8_t mask) { return hn::And(hn::BitCast(D8(), v), hn::Set(D8(), mask)); };
   const V16 low16 = hn::BitCast(D16(), low), middle16 = hn::BitCast(D16(), middle), high16 = hn::BitCast(D16(), high);
   const V8 first = hn::Or(bits(hn::ShiftRight<3>(low16), 0x1F),

@@ -57,7 +57,7 @@ void BoxH2V2(const uint8_t* first, const uint8_t* second, uint8_t* to, ptrdiff_t
   const V16 factors = BoxFactors(1 << 13);
   ForEachBlock(even, kPixels, [&](ptrdiff_t x) {
     V16 mean[2];
-    for (ptrdiff_t i = 0; i < 2; ++i) {
+    ZMCJ_UNROLL for (ptrdiff_t i = 0; i < 2; ++i) {
       const ptrdiff_t at = 2 * x + i * kPixels;
       const V16 sum =
           hn::Add(WeightBytes(hn::LoadU(D8(), first + at), 1, 1), WeightBytes(hn::LoadU(D8(), second + at), 1, 1));
@@ -92,7 +92,7 @@ void ColumnSums(const uint8_t* near, const uint8_t* far, int16_t* sums, ptrdiff_
   ForEachBlock(count, kPixels, [&](ptrdiff_t x) {
     const V8 n = hn::LoadU(D8(), near + x), f = hn::LoadU(D8(), far + x);
     V8 parts[2];
-    for (int i = 0; i < 2; ++i) {
+    ZMCJ_UNROLL for (int i = 0; i < 2; ++i) {
       const V16 sum = WeightBytes(hn::BitCast(D8(), InterleavePart(i, n, f)), 3, 1);
       parts[i] = hn::BitCast(D8(), hn::Add(sum, hn::Set(D16(), 2)));
     }
