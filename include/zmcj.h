@@ -321,9 +321,129 @@ ZMCJ_API ZmcStatus zmciDecodeHuffman8x8_Direct_JPEG_1u16s_C1(const uint8_t* pSrc
 
 /* ---- JPEG: optimal Huffman tables -------------------------------------------------------------------------------- */
 
+/*
+ * Makes the table that codes symbols of the given counts in the fewest bits, as ISO/IEC 10918-1, K.2 does it: codes of
+ * at most 16 bits, none of all ones. 16 bytes go to pListBits, the symbols that were counted (at most 256) to
+ * pListVals: what a DHT segment and zmciEncodeHuffmanSpecInit_JPEG_8u take. Among equal counts the higher symbol gets
+ * the longer code; symbols of one length (before the limit of 16 bits) are listed upwards. A count above 1000000000
+ * gets no code.
+ *
+ * Checks: a null pointer: zmcStatusNullPointer; a negative count: zmcStatusBadArgument; no count at all, or counts so
+ * skewed that a code would have more than 32 bits before it is limited: zmcStatusBadHuffmanTable. Nothing is written
+ * then.
+ */
+ZMCJ_API ZmcStatus zmciEncodeHuffmanRawTableInit_JPEG_8u(const int pStatistics[256], uint8_t* pListBits,
+                                                         uint8_t* pListVals);
+
 /* ---- JPEG: progressive coding of DC coefficients ----------------------------------------------------------------- */
 
+/*
+ * The DC coefficients of a progressive image (ISO/IEC 10918-1, G.1.2.1): the first scan codes the values shifted right
+ * by Al (arithmetically), each refining scan the bit Al. Blocks are 64 coefficients in row-major order, of which only
+ * the first is read or written; the decoders leave the others as they are. Al is 0 to 13. *pLastDC is the component's
+ * previous value, already shifted; it is 0 at the start of a scan and after a restart. Destination, position, state and
+ * bFlush as in zmciEncodeHuffman8x8_JPEG_16s1u_C1; source, position, marker and state as in
+ * zmciDecodeHuffman8x8_JPEG_1u16s_C1.
+ *
+ * Checks of the encoders: pDst null: zmcStatusNullPointer; dstLenBytes below 1: zmcStatusBadSize; pDstCurrPos or
+ * pEncHuffState null: zmcStatusNullPointer; *pDstCurrPos below 0 or a state that no Init made: zmcStatusBadArgument;
+ * and without bFlush: pSrc or pLastDC null: zmcStatusNullPointer; Al out of range: zmcStatusBadArgument; pDcTable null:
+ * zmcStatusNullPointer. While encoding: a difference of more than 11 bits: zmcStatusBadHuffmanData, with *pLastDC
+ * updated and nothing written; zmcStatusBadHuffmanTable and zmcStatusBufferExhausted as in baseline encoding.
+ *
+ * Checks of the counting form: a null pointer: zmcStatusNullPointer; Al out of range: zmcStatusBadArgument. A
+ * difference of more than 11 bits: zmcStatusBadHuffmanData, not counted.
+ *
+ * Checks of the decoders: pSrc null: zmcStatusNullPointer; nSrcLenBytes below 1: zmcStatusBadSize; pSrcCurrPos, pDst,
+ * pLastDC or pMarker null: zmcStatusNullPointer; Al out of range: zmcStatusBadArgument; pDcTable or pDecHuffState null:
+ * zmcStatusNullPointer; *pSrcCurrPos below 0 or a state that no Init made: zmcStatusBadArgument. Results:
+ * zmcStatusMarkerFound (a warning) when the value's bits were read up to a marker; zmcStatusBufferExhausted or
+ * zmcStatusBadHuffmanData, with the block unchanged.
+ */
+ZMCJ_API ZmcStatus zmciEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1(const int16_t* pSrc, uint8_t* pDst, int dstLenBytes,
+                                                              int* pDstCurrPos, int16_t* pLastDC, int Al,
+                                                              const ZmciEncodeHuffmanSpec_JPEG_8u* pDcTable,
+                                                              ZmciEncodeHuffmanState_JPEG_8u* pEncHuffState,
+                                                              int bFlush);
+ZMCJ_API ZmcStatus zmciEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1(const int16_t* pSrc, uint8_t* pDst, int dstLenBytes,
+                                                               int* pDstCurrPos, int Al,
+                                                               ZmciEncodeHuffmanState_JPEG_8u* pEncHuffState,
+                                                               int bFlush);
+ZMCJ_API ZmcStatus zmciGetHuffmanStatistics8x8_DCFirst_JPEG_16s_C1(const int16_t* pSrc, int* pDcStatistics,
+                                                                   int16_t* pLastDC, int Al);
+ZMCJ_API ZmcStatus zmciDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(const uint8_t* pSrc, int nSrcLenBytes, int* pSrcCurrPos,
+                                                              int16_t* pDst, int16_t* pLastDC, int* pMarker, int Al,
+                                                              const ZmciDecodeHuffmanSpec_JPEG_8u* pDcTable,
+                                                              ZmciDecodeHuffmanState_JPEG_8u* pDecHuffState);
+ZMCJ_API ZmcStatus zmciDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(const uint8_t* pSrc, int nSrcLenBytes, int* pSrcCurrPos,
+                                                               int16_t* pDst, int* pMarker, int Al,
+                                                               ZmciDecodeHuffmanState_JPEG_8u* pDecHuffState);
+
 /* ---- JPEG: progressive coding of AC coefficients ----------------------------------------------------------------- */
+
+/*
+ * The AC coefficients of a progressive image (ISO/IEC 10918-1, G.1.2.2 and G.1.2.3): zigzag positions Ss to Se of one
+ * component's blocks, magnitudes shifted right by Al in a first scan (ACFirst), one more bit in each refining scan
+ * (ACRefine). 1 <= Ss <= Se <= 63, 0 <= Al <= 13. Blocks are 64 coefficients in row-major order. Destination, position
+ * and state as in zmciEncodeHuffman8x8_JPEG_16s1u_C1; source, position, marker and state as in
+ * zmciDecodeHuffman8x8_JPEG_1u16s_C1.
+ *
+ * Encoding keeps in the state how many blocks' bands have ended since the last code, and the correction bits of a
+ * refinement that follow that code; both are written with the next coefficient, at 32767 blocks, at 938 bits or by the
+ * flush. bFlush other than 0 encodes nothing, but writes them, fills the last byte with 1-bits and makes the state new;
+ * pSrc and the band are not looked at. Where both writes of a flush fail, ACFirst returns the status of the first,
+ * ACRefine of the second.
+ *
+ * The counting forms add to 256 counters by symbol what encoding would emit. They take a state as the encoders do (one
+ * of its own, from Init); bFlush counts what is pending and makes the state new.
+ *
+ * Checks of the encoders: pDst null: zmcStatusNullPointer; nDstLenBytes below 1: zmcStatusBadSize; pDstCurrPos,
+ * pAcTable or pEncHuffState null: zmcStatusNullPointer; *pDstCurrPos below 0 or a state that no Init made:
+ * zmcStatusBadArgument; and without bFlush: pSrc null: zmcStatusNullPointer; a band out of range: zmcStatusBadArgument.
+ * The counting forms: pAcStatistics or pEncHuffState null: zmcStatusNullPointer; then as the encoders. While encoding
+ * or counting: a magnitude of more than 11 bits in a first scan: zmcStatusBadHuffmanData; zmcStatusBadHuffmanTable and
+ * zmcStatusBufferExhausted as in baseline encoding. The scan is lost then; ACRefine leaves the number of pending
+ * correction bits as at entry.
+ */
+ZMCJ_API ZmcStatus zmciEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1(const int16_t* pSrc, uint8_t* pDst, int nDstLenBytes,
+                                                              int* pDstCurrPos, int Ss, int Se, int Al,
+                                                              const ZmciEncodeHuffmanSpec_JPEG_8u* pAcTable,
+                                                              ZmciEncodeHuffmanState_JPEG_8u* pEncHuffState,
+                                                              int bFlush);
+ZMCJ_API ZmcStatus zmciEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1(const int16_t* pSrc, uint8_t* pDst, int nDstLenBytes,
+                                                               int* pDstCurrPos, int Ss, int Se, int Al,
+                                                               const ZmciEncodeHuffmanSpec_JPEG_8u* pAcTable,
+                                                               ZmciEncodeHuffmanState_JPEG_8u* pEncHuffState,
+                                                               int bFlush);
+ZMCJ_API ZmcStatus zmciGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1(const int16_t* pSrc, uint32_t pAcStatistics[256],
+                                                                   int Ss, int Se, int Al,
+                                                                   ZmciEncodeHuffmanState_JPEG_8u* pEncHuffState,
+                                                                   int bFlush);
+ZMCJ_API ZmcStatus zmciGetHuffmanStatistics8x8_ACRefine_JPEG_16s_C1(const int16_t* pSrc, uint32_t pAcStatistics[256],
+                                                                    int Ss, int Se, int Al,
+                                                                    ZmciEncodeHuffmanState_JPEG_8u* pEncHuffState,
+                                                                    int bFlush);
+
+/*
+ * Decoding keeps in the state for how many more blocks the band has ended. The blocks are not cleared: a first scan
+ * expects zeros in the band and writes what it decodes; a refining scan works on what the scans before it left. Nothing
+ * is written outside positions Ss to Se.
+ *
+ * Checks: pSrc null: zmcStatusNullPointer; nSrcLenBytes below 1: zmcStatusBadSize; pSrcCurrPos, pDst or pMarker null:
+ * zmcStatusNullPointer; a band out of range: zmcStatusBadArgument; pAcTable or pDecHuffState null:
+ * zmcStatusNullPointer; *pSrcCurrPos below 0 or a state that no Init made: zmcStatusBadArgument. Results:
+ * zmcStatusMarkerFound (a warning) when, since the last symbol, bits were read up to a marker; zmcStatusBufferExhausted
+ * or zmcStatusBadHuffmanData, with what was decoded so far in the block. A new coefficient of a refinement is one step
+ * whatever size its symbol says.
+ */
+ZMCJ_API ZmcStatus zmciDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1(const uint8_t* pSrc, int nSrcLenBytes, int* pSrcCurrPos,
+                                                              int16_t* pDst, int* pMarker, int Ss, int Se, int Al,
+                                                              const ZmciDecodeHuffmanSpec_JPEG_8u* pAcTable,
+                                                              ZmciDecodeHuffmanState_JPEG_8u* pDecHuffState);
+ZMCJ_API ZmcStatus zmciDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(const uint8_t* pSrc, int nSrcLenBytes, int* pSrcCurrPos,
+                                                               int16_t* pDst, int* pMarker, int Ss, int Se, int Al,
+                                                               const ZmciDecodeHuffmanSpec_JPEG_8u* pAcTable,
+                                                               ZmciDecodeHuffmanState_JPEG_8u* pDecHuffState);
 
 /* ---- JPEG: whole-image colour conversion ------------------------------------------------------------------------- */
 

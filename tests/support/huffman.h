@@ -6,16 +6,10 @@
 #include <numeric>
 #include <vector>
 
+#include "support/jpeg_scan.h"
 #include "support/testing.h"
 
 namespace zmcj::testing {
-
-// A DHT segment's two lists.
-struct RawTable {
-  uint8_t bits[16] = {};
-  uint8_t values[256] = {};
-  int size() const { return std::accumulate(bits, bits + 16, 0); }
-};
 
 // ISO/IEC 10918-1, tables K.3 and K.5.
 inline RawTable LuminanceDc() {
