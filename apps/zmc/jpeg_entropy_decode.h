@@ -3,7 +3,7 @@
 
 #include "jpeg_coefficients.h"
 #include "jpeg_parse.h"
-#include "pending.h"
+#include "zmcj.h"
 
 namespace zmc::jpeg {
 

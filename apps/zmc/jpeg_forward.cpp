@@ -1,7 +1,5 @@
 #include "jpeg_forward.h"
 
-#include "pending.h"
-
 #include "zmcj.h"
 
 namespace zmc::jpeg {

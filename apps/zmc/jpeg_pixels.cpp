@@ -3,7 +3,6 @@
 #include <cstring>
 
 #include "jpeg_planes.h"
-#include "pending.h"
 #include "zmcj.h"
 
 namespace zmc::jpeg {
