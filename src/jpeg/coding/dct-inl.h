@@ -32,9 +32,11 @@ struct Block {
 
 HWY_INLINE RowV Sum(RowV a, RowV b) { return hn::SaturatedAdd(a, b); }
 HWY_INLINE RowV Difference(RowV a, RowV b) { return hn::SaturatedSub(a, b); }
-HWY_INLINE RowV Times(RowV v, int16_t factor) { return hn::MulHigh(v, hn::Set(Row(), factor)); }
+HWY_INLINE RowV Times(RowV v, const dct::Lanes<int16_t, 8>& factor) {
+  return hn::MulHigh(v, hn::Load(Row(), factor.data()));
+}
 // By a factor that is stored less one.
-HWY_INLINE RowV TimesLess1(RowV v, int16_t factor) { return Sum(v, Times(v, factor)); }
+HWY_INLINE RowV TimesLess1(RowV v, const dct::Lanes<int16_t, 8>& factor) { return Sum(v, Times(v, factor)); }
 
 // The rows of register i of the row passes.
 template <class D>
@@ -73,6 +75,9 @@ HWY_INLINE RowsV Shuffle(RowsV rows, const uint8_t* bytes) {
   const hn::Repartition<uint8_t, Rows> d8;
   return hn::BitCast(Rows(), hn::TableLookupBytes(hn::BitCast(d8, rows), hn::LoadDup128(d8, bytes)));
 }
+HWY_INLINE RowsV SwapPairs(RowsV rows) {
+  return hn::BitCast(Rows(), hn::Shuffle2301(hn::BitCast(hn::RepartitionToWide<Rows>(), rows)));
+}
 HWY_INLINE RowsV SwapHalves(RowsV rows) {
   return hn::BitCast(Rows(), hn::Shuffle1032(hn::BitCast(hn::RepartitionToWide<Rows>(), rows)));
 }
@@ -89,6 +94,7 @@ struct Folded {
 
 HWY_INLINE Folded FoldWords(const int16_t* src) {
   Folded folded;
+#pragma GCC unroll 8
   for (size_t i = 0; i < 4; ++i) {
     const RowV upper = hn::ShiftLeft<dct::kForwardScaleBits>(hn::LoadU(Row(), src + 8 * i));
     const RowV lower = hn::ShiftLeft<dct::kForwardScaleBits>(hn::LoadU(Row(), src + 8 * (7 - i)));
@@ -102,24 +108,30 @@ HWY_INLINE Folded FoldWords(const int16_t* src) {
 HWY_INLINE Folded FoldBytes(const uint8_t* src, int step) {
   const hn::Rebind<uint8_t, Row> d8;
   Folded folded;
+#pragma GCC unroll 8
   for (size_t i = 0; i < 4; ++i) {
-    const auto upper = hn::PromoteTo(Row(), hn::LoadU(d8, RowAt(src, static_cast<int64_t>(i), step)));
-    const auto lower = hn::PromoteTo(Row(), hn::LoadU(d8, RowAt(src, static_cast<int64_t>(7 - i), step)));
-    folded.sum[i] = hn::ShiftLeft<dct::kForwardScaleBits>(hn::Add(upper, lower));
-    folded.difference[i] = hn::ShiftLeft<dct::kForwardScaleBits>(hn::Sub(upper, lower));
+    const auto upper = hn::LoadU(d8, RowAt(src, static_cast<int64_t>(i), step));
+    const auto lower = hn::LoadU(d8, RowAt(src, static_cast<int64_t>(7 - i), step));
+#if HWY_TARGET == HWY_SSE4 || HWY_TARGET == HWY_AVX2
+    using Bytes = hn::FixedTag<int8_t, 16>;
+    // One instruction widens, scales and adds.
+    const __m128i pairs = _mm_unpacklo_epi8(upper.raw, lower.raw);
+    folded.sum[i] = RowV{_mm_maddubs_epi16(pairs, hn::Load(Bytes(), dct::kScaledSum.data()).raw)};
+    folded.difference[i] = RowV{_mm_maddubs_epi16(pairs, hn::Load(Bytes(), dct::kScaledDifference.data()).raw)};
+#else
+    const RowV x = hn::PromoteTo(Row(), upper), y = hn::PromoteTo(Row(), lower);
+    folded.sum[i] = hn::ShiftLeft<dct::kForwardScaleBits>(hn::Add(x, y));
+    folded.difference[i] = hn::ShiftLeft<dct::kForwardScaleBits>(hn::Sub(x, y));
+#endif
   }
   return folded;
 }
 
-// Every input less `centre`; only the sum of all eight feels it.
-HWY_INLINE Block ForwardColumns(const Folded& x, int centre) {
+HWY_INLINE Block ForwardColumns(const Folded& x) {
   const RowV sum03 = Sum(x.sum[0], x.sum[3]), difference03 = Difference(x.sum[0], x.sum[3]);
   const RowV sum12 = Sum(x.sum[1], x.sum[2]), difference12 = Difference(x.sum[1], x.sum[2]);
   Block y;
   y.row[0] = Sum(sum03, sum12);
-  if (centre != 0) {
-    y.row[0] = hn::Sub(y.row[0], hn::Set(Row(), static_cast<int16_t>(8 * centre << dct::kForwardScaleBits)));
-  }
   y.row[4] = Difference(sum03, sum12);
   y.row[2] = Sum(difference03, Times(difference12, dct::kTan2));
   y.row[6] = Difference(Times(difference03, dct::kTan2), difference12);
@@ -140,34 +152,48 @@ HWY_INLINE RowsV ForwardRows(RowsV x, size_t i) {
   const Rows d;
   const hn::RepartitionToWide<Rows> d32;
   const RowsV reversed = Shuffle(x, kReversed);
-  const auto a = hn::BitCast(d32, hn::SaturatedAdd(x, reversed));
-  const auto b = hn::BitCast(d32, hn::SaturatedSub(x, reversed));
-  const RowsV p = hn::BitCast(d, hn::InterleaveLower(d32, a, b));
-  const RowsV q = SwapHalves(p);
+  const RowsV sum = hn::SaturatedAdd(x, reversed), difference = hn::SaturatedSub(x, reversed);
   const dct::RowTables& tables = dct::kForwardTables;
-  const auto left = PairProducts(p, Group(tables, i, 0), q, Group(tables, i, 1));
-  const auto right = PairProducts(p, Group(tables, i, 2), q, Group(tables, i, 3));
-  const auto half = hn::Set(d32, 1 << (dct::kForwardShift - 1));
-  return hn::ReorderDemote2To(d, hn::ShiftRight<dct::kForwardShift>(hn::Add(left, half)),
-                              hn::ShiftRight<dct::kForwardShift>(hn::Add(right, half)));
+  const auto even = PairProducts(sum, Group(tables, i, 0), SwapPairs(sum), Group(tables, i, 1));
+  const auto odd = PairProducts(difference, Group(tables, i, 2), SwapPairs(difference), Group(tables, i, 3));
+  // The upper halves of all sums, already in order.
+  const RowsV upper = hn::OddEven(hn::BitCast(d, odd), hn::BitCast(d, hn::ShiftRight<16>(even)));
+  return hn::MulFixedPoint15(upper, hn::Load(d, dct::kForwardRounding.data()));
 }
 
 HWY_INLINE void ForwardQuantised(const Block& columns, int16_t* dst, const uint16_t* reciprocals) {
   const Rows d;
   const hn::RebindToUnsigned<Rows> du;
+  RowsV coefficients[kRegisters], table[kRegisters];
+  RowsV all = hn::Zero(d);
+#pragma GCC unroll 8
   for (size_t i = 0; i < kRegisters; ++i) {
-    const RowsV coefficients = ForwardRows(JoinRows(d, columns, i), i);
-    const auto table = hn::BitCast(d, hn::LoadU(du, reciprocals + i * hn::MaxLanes(d)));
-    hn::StoreU(Quantise(d, coefficients, table), d, dst + i * hn::MaxLanes(d));
+    table[i] = hn::BitCast(d, hn::LoadU(du, reciprocals + i * hn::MaxLanes(d)));
+    all = hn::Or(all, table[i]);
+    coefficients[i] = ForwardRows(JoinRows(d, columns, i), i);
+  }
+  if (hn::AllFalse(d, hn::Lt(all, hn::Zero(d)))) {
+#pragma GCC unroll 8
+    for (size_t i = 0; i < kRegisters; ++i) {
+      hn::StoreU(QuantiseBelow2Pow15(d, coefficients[i], table[i]), d, dst + i * hn::MaxLanes(d));
+    }
+  } else {
+#pragma GCC unroll 8
+    for (size_t i = 0; i < kRegisters; ++i) {
+      hn::StoreU(Quantise(d, coefficients[i], table[i]), d, dst + i * hn::MaxLanes(d));
+    }
   }
 }
 
 void ForwardWords(const int16_t* src, int16_t* dst, const uint16_t* reciprocals) {
-  ForwardQuantised(ForwardColumns(FoldWords(src), 0), dst, reciprocals);
+  ForwardQuantised(ForwardColumns(FoldWords(src)), dst, reciprocals);
 }
 
 void ForwardBytes(const uint8_t* src, int step, int16_t* dst, const uint16_t* reciprocals) {
-  ForwardQuantised(ForwardColumns(FoldBytes(src, step), 128), dst, reciprocals);
+  Block columns = ForwardColumns(FoldBytes(src, step));
+  // The centre of the bytes is felt in one place only.
+  columns.row[0] = hn::Sub(columns.row[0], hn::Load(Row(), dct::kForwardCentre.data()));
+  ForwardQuantised(columns, dst, reciprocals);
 }
 
 // Register i of the row pass; columns 4 to 7 come out in reverse.
@@ -198,6 +224,7 @@ HWY_INLINE Block InverseColumns(const Block& y) {
   const RowV odd[4] = {Sum(a, c), TimesLess1(Sum(ac, bd), dct::kCosHalfLess1),
                        TimesLess1(Difference(ac, bd), dct::kCosHalfLess1), Difference(b, d)};
   Block x;
+#pragma GCC unroll 8
   for (size_t i = 0; i < 4; ++i) {
     x.row[i] = hn::ShiftRight<dct::kInverseColumnShift>(Sum(even[i], odd[i]));
     x.row[7 - i] = hn::ShiftRight<dct::kInverseColumnShift>(Difference(even[i], odd[i]));
@@ -209,6 +236,7 @@ HWY_INLINE Block Inverse(const int16_t* src, const uint16_t* quantisers) {
   const Rows d;
   const hn::RebindToUnsigned<Rows> du;
   Block rows;
+#pragma GCC unroll 8
   for (size_t i = 0; i < kRegisters; ++i) {
     const auto table = hn::BitCast(d, hn::LoadU(du, quantisers + i * hn::MaxLanes(d)));
     const RowsV coefficients = hn::Mul(hn::LoadU(d, src + i * hn::MaxLanes(d)), table);
@@ -219,12 +247,14 @@ HWY_INLINE Block Inverse(const int16_t* src, const uint16_t* quantisers) {
 
 void InverseWords(const int16_t* src, int16_t* dst, const uint16_t* quantisers) {
   const Block x = Inverse(src, quantisers);
+#pragma GCC unroll 8
   for (size_t i = 0; i < 8; ++i) hn::StoreU(x.row[i], Row(), dst + 8 * i);
 }
 
 void InverseBytes(const int16_t* src, uint8_t* dst, int step, const uint16_t* quantisers) {
   const hn::Rebind<uint8_t, Row> d8;
   const Block x = Inverse(src, quantisers);
+#pragma GCC unroll 8
   for (size_t i = 0; i < 8; ++i) {
     const RowV shifted = hn::SaturatedAdd(x.row[i], hn::Set(Row(), 128));
     hn::StoreU(hn::DemoteTo(d8, shifted), d8, RowAt(dst, static_cast<int64_t>(i), step));

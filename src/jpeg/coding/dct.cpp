@@ -43,9 +43,10 @@ namespace {
 using Samples = std::array<int16_t, 64>;
 
 int Saturate(int value) { return std::clamp(value, -32768, 32767); }
-int HighProduct(int value, int factor) { return (value * factor) >> 16; }
+using Factor = dct::Lanes<int16_t, 8>;
+int HighProduct(int value, const Factor& factor) { return (value * factor[0]) >> 16; }
 // By a factor that is stored less one.
-int Multiply(int value, int factor) { return Saturate(value + HighProduct(value, factor)); }
+int Multiply(int value, const Factor& factor) { return Saturate(value + HighProduct(value, factor)); }
 
 Samples ForwardColumns(const Samples& x) {
   Samples y;
@@ -77,31 +78,34 @@ Samples ForwardColumns(const Samples& x) {
   return y;
 }
 
-// The four pairs p times one group of a row's coefficients, added to the sums; like the vector sums, these wrap.
-void AddPairProducts(const int (&p)[8], const dct::RowTables& tables, size_t row, size_t group, uint32_t (&sums)[4]) {
-  const int16_t* factors = tables.data() + dct::RowTableIndex(row, group);
-  for (size_t i = 0; i < 8; ++i) sums[i / 2] += static_cast<uint32_t>(p[i] * factors[i]);
+// Four pairs times one group of a row's coefficients, and the same pairs in their swapped order times the group after
+// it. Like the vector sums, these wrap.
+std::array<uint32_t, 4> PairProducts(const std::array<int, 8>& x, size_t swap, const dct::RowTables& tables, size_t row,
+                                     size_t group) {
+  const int16_t* factors = &tables[dct::RowTableIndex(row, group)];
+  const int16_t* swapped_factors = &tables[dct::RowTableIndex(row, group + 1)];
+  std::array<uint32_t, 4> sums{};
+  for (size_t i = 0; i < 8; ++i) {
+    sums[i / 2] += static_cast<uint32_t>(x[i] * factors[i]) + static_cast<uint32_t>(x[i ^ swap] * swapped_factors[i]);
+  }
+  return sums;
 }
 
 Samples ForwardRows(const Samples& y) {
   Samples coefficients;
   for (size_t row = 0; row < 8; ++row) {
     const int16_t* x = &y[8 * row];
-    int p[8], q[8];
-    for (size_t i = 0; i < 4; ++i) {
-      const size_t at = i / 2 * 4 + i % 2;
-      p[at] = q[at ^ 4] = Saturate(x[i] + x[7 - i]);
-      p[at + 2] = q[(at + 2) ^ 4] = Saturate(x[i] - x[7 - i]);
+    std::array<int, 8> sum, difference;
+    for (size_t i = 0; i < 8; ++i) {
+      sum[i] = Saturate(x[i] + x[7 - i]);
+      difference[i] = Saturate(x[i] - x[7 - i]);
     }
-    for (size_t half = 0; half < 2; ++half) {
-      uint32_t sums[4];
-      std::fill_n(sums, 4, uint32_t{1} << (dct::kForwardShift - 1));
-      AddPairProducts(p, dct::kForwardTables, row, 2 * half, sums);
-      AddPairProducts(q, dct::kForwardTables, row, 2 * half + 1, sums);
-      for (size_t i = 0; i < 4; ++i) {
-        coefficients[8 * row + 4 * half + i] =
-            static_cast<int16_t>(static_cast<int32_t>(sums[i]) >> dct::kForwardShift);
-      }
+    const auto even = PairProducts(sum, 2, dct::kForwardTables, row, 0);
+    const auto odd = PairProducts(difference, 2, dct::kForwardTables, row, 2);
+    for (size_t i = 0; i < 8; ++i) {
+      const int upper = static_cast<int32_t>(i % 2 ? odd[i / 2] : even[i / 2]) >> 16;
+      constexpr int kHalf = 1 << (dct::kForwardRoundedBits - 1);
+      coefficients[8 * row + i] = static_cast<int16_t>((upper + kHalf) >> dct::kForwardRoundedBits);
     }
   }
   return coefficients;
@@ -130,19 +134,14 @@ Samples InverseRows(const Samples& coefficients) {
   Samples y;
   for (size_t row = 0; row < 8; ++row) {
     const int16_t* x = &coefficients[8 * row];
-    uint32_t even_and_odd[2][4] = {};
-    for (size_t odd = 0; odd < 2; ++odd) {
-      int p[8], q[8];
-      for (size_t i = 0; i < 8; ++i) p[i] = q[i ^ 4] = x[i / 4 * 4 + i % 2 * 2 + odd];
-      AddPairProducts(p, dct::kInverseTables, row, 2 * odd, even_and_odd[odd]);
-      AddPairProducts(q, dct::kInverseTables, row, 2 * odd + 1, even_and_odd[odd]);
-    }
+    const auto even = PairProducts({x[0], x[2], x[0], x[2], x[4], x[6], x[4], x[6]}, 4, dct::kInverseTables, row, 0);
+    const auto odd = PairProducts({x[1], x[3], x[1], x[3], x[5], x[7], x[5], x[7]}, 4, dct::kInverseTables, row, 2);
     for (size_t i = 0; i < 4; ++i) {
-      const uint32_t even = even_and_odd[0][i] + static_cast<uint32_t>(dct::kInverseRounding[4 * row]);
-      const auto left = static_cast<int32_t>(even + even_and_odd[1][i]);
-      const auto right = static_cast<int32_t>(even - even_and_odd[1][i]);
-      y[8 * row + i] = static_cast<int16_t>(Saturate(left >> dct::kInverseRowShift));
-      y[8 * row + 7 - i] = static_cast<int16_t>(Saturate(right >> dct::kInverseRowShift));
+      const uint32_t rounded = even[i] + static_cast<uint32_t>(dct::kInverseRounding[4 * row]);
+      const int left = static_cast<int32_t>(rounded + odd[i]) >> dct::kInverseRowShift;
+      const int right = static_cast<int32_t>(rounded - odd[i]) >> dct::kInverseRowShift;
+      y[8 * row + i] = static_cast<int16_t>(Saturate(left));
+      y[8 * row + 7 - i] = static_cast<int16_t>(Saturate(right));
     }
   }
   return y;
