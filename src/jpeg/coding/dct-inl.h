@@ -196,7 +196,7 @@ void ForwardBytes(const uint8_t* src, int step, int16_t* dst, const uint16_t* re
   ForwardQuantised(columns, dst, reciprocals);
 }
 
-// Register i of the row pass; columns 4 to 7 come out in reverse.
+// Register i of the row pass.
 HWY_INLINE RowsV InverseRows(RowsV x, size_t i) {
   const Rows d;
   const hn::RepartitionToWide<Rows> d32;
@@ -205,21 +205,30 @@ HWY_INLINE RowsV InverseRows(RowsV x, size_t i) {
   const auto even = PairProducts(even_pairs, Group(tables, i, 0), SwapHalves(even_pairs), Group(tables, i, 1));
   const auto odd = PairProducts(odd_pairs, Group(tables, i, 2), SwapHalves(odd_pairs), Group(tables, i, 3));
   const auto rounded = hn::Add(even, hn::LoadU(d32, dct::kInverseRounding.data() + i * hn::MaxLanes(d32)));
-  return hn::ReorderDemote2To(d, hn::ShiftRight<dct::kInverseRowShift>(hn::Add(rounded, odd)),
-                              hn::ShiftRight<dct::kInverseRowShift>(hn::Sub(rounded, odd)));
+  const auto left = hn::ShiftRight<dct::kInverseRowShift>(hn::Add(rounded, odd));
+  const auto right = hn::ShiftRight<dct::kInverseRowShift>(hn::Sub(rounded, odd));
+  return Shuffle(hn::ReorderDemote2To(d, left, right), kUpperHalfReversed);
 }
 
+// Without kAllRows, rows 4 to 7 are taken to be zero.
+template <bool kAllRows>
 HWY_INLINE Block InverseColumns(const Block& y) {
-  const RowV sum04 = Sum(y.row[0], y.row[4]), difference04 = Difference(y.row[0], y.row[4]);
-  const RowV sum26 = Sum(y.row[2], Times(y.row[6], dct::kTan2));
-  const RowV difference26 = Difference(Times(y.row[2], dct::kTan2), y.row[6]);
+  RowV sum04 = y.row[0], difference04 = y.row[0];
+  RowV sum26 = y.row[2], difference26 = Times(y.row[2], dct::kTan2);
+  RowV a = y.row[1], b = Times(y.row[1], dct::kTan1);
+  RowV c = y.row[3], d = TimesLess1(y.row[3], dct::kTan3Less1);
+  if constexpr (kAllRows) {
+    sum04 = Sum(sum04, y.row[4]);
+    difference04 = Difference(difference04, y.row[4]);
+    sum26 = Sum(sum26, Times(y.row[6], dct::kTan2));
+    difference26 = Difference(difference26, y.row[6]);
+    a = Sum(a, Times(y.row[7], dct::kTan1));
+    b = Difference(b, y.row[7]);
+    c = Sum(c, TimesLess1(y.row[5], dct::kTan3Less1));
+    d = Difference(d, y.row[5]);
+  }
   const RowV even[4] = {Sum(sum04, sum26), Sum(difference04, difference26), Difference(difference04, difference26),
                         Difference(sum04, sum26)};
-
-  const RowV a = Sum(y.row[1], Times(y.row[7], dct::kTan1));
-  const RowV b = Difference(Times(y.row[1], dct::kTan1), y.row[7]);
-  const RowV c = Sum(y.row[3], TimesLess1(y.row[5], dct::kTan3Less1));
-  const RowV d = Difference(TimesLess1(y.row[3], dct::kTan3Less1), y.row[5]);
   const RowV ac = Difference(a, c), bd = Sum(b, d);
   const RowV odd[4] = {Sum(a, c), TimesLess1(Sum(ac, bd), dct::kCosHalfLess1),
                        TimesLess1(Difference(ac, bd), dct::kCosHalfLess1), Difference(b, d)};
@@ -235,14 +244,28 @@ HWY_INLINE Block InverseColumns(const Block& y) {
 HWY_INLINE Block Inverse(const int16_t* src, const uint16_t* quantisers) {
   const Rows d;
   const hn::RebindToUnsigned<Rows> du;
-  Block rows;
+  constexpr size_t kLanes = hn::MaxLanes(Rows());
+  RowsV coefficients[kRegisters];
+  RowsV lower = hn::Zero(d);
 #pragma GCC unroll 8
   for (size_t i = 0; i < kRegisters; ++i) {
-    const auto table = hn::BitCast(d, hn::LoadU(du, quantisers + i * hn::MaxLanes(d)));
-    const RowsV coefficients = hn::Mul(hn::LoadU(d, src + i * hn::MaxLanes(d)), table);
-    SplitRows(d, Shuffle(InverseRows(coefficients, i), kUpperHalfReversed), i, rows);
+    coefficients[i] = hn::LoadU(d, src + i * kLanes);
+    if (i >= kRegisters / 2) lower = hn::Or(lower, coefficients[i]);
   }
-  return InverseColumns(rows);
+  Block rows;
+#pragma GCC unroll 8
+  for (size_t i = 0; i < kRegisters / 2; ++i) {
+    const auto table = hn::BitCast(d, hn::LoadU(du, quantisers + i * kLanes));
+    SplitRows(d, InverseRows(hn::Mul(coefficients[i], table), i), i, rows);
+  }
+  // Common in pictures: no high vertical frequencies. Such rows come out as zeros, their rounding being too small.
+  if (hn::AllTrue(d, hn::Eq(lower, hn::Zero(d)))) return InverseColumns<false>(rows);
+#pragma GCC unroll 8
+  for (size_t i = kRegisters / 2; i < kRegisters; ++i) {
+    const auto table = hn::BitCast(d, hn::LoadU(du, quantisers + i * kLanes));
+    SplitRows(d, InverseRows(hn::Mul(coefficients[i], table), i), i, rows);
+  }
+  return InverseColumns<true>(rows);
 }
 
 void InverseWords(const int16_t* src, int16_t* dst, const uint16_t* quantisers) {
@@ -251,13 +274,26 @@ void InverseWords(const int16_t* src, int16_t* dst, const uint16_t* quantisers) 
   for (size_t i = 0; i < 8; ++i) hn::StoreU(x.row[i], Row(), dst + 8 * i);
 }
 
+// Two rows, saturated to signed bytes and then centred on 128.
+HWY_INLINE void StoreBytes(RowV a, RowV b, uint8_t* dst_a, uint8_t* dst_b) {
+  const hn::FixedTag<int8_t, 16> d8;
+  const hn::Half<decltype(d8)> half;
+#if HWY_TARGET == HWY_SSE4 || HWY_TARGET == HWY_AVX2
+  const hn::VFromD<decltype(d8)> packed{_mm_packs_epi16(a.raw, b.raw)};
+#else
+  const auto packed = hn::Combine(d8, hn::DemoteTo(half, b), hn::DemoteTo(half, a));
+#endif
+  const auto bytes = hn::Xor(packed, hn::Set(d8, -128));
+  hn::StoreU(hn::LowerHalf(half, bytes), half, reinterpret_cast<int8_t*>(dst_a));
+  hn::StoreU(hn::UpperHalf(half, bytes), half, reinterpret_cast<int8_t*>(dst_b));
+}
+
 void InverseBytes(const int16_t* src, uint8_t* dst, int step, const uint16_t* quantisers) {
-  const hn::Rebind<uint8_t, Row> d8;
   const Block x = Inverse(src, quantisers);
 #pragma GCC unroll 8
-  for (size_t i = 0; i < 8; ++i) {
-    const RowV shifted = hn::SaturatedAdd(x.row[i], hn::Set(Row(), 128));
-    hn::StoreU(hn::DemoteTo(d8, shifted), d8, RowAt(dst, static_cast<int64_t>(i), step));
+  for (size_t i = 0; i < 8; i += 2) {
+    StoreBytes(x.row[i], x.row[i + 1], RowAt(dst, static_cast<int64_t>(i), step),
+               RowAt(dst, static_cast<int64_t>(i + 1), step));
   }
 }
 
