@@ -71,9 +71,9 @@ HWY_INLINE hn::VFromD<hn::RepartitionToWide<Rows>> PairProducts(RowsV p, RowsV a
 }
 
 // Within each row.
-HWY_INLINE RowsV Shuffle(RowsV rows, const uint8_t* bytes) {
+HWY_INLINE RowsV Shuffle(RowsV rows, const dct::Lanes<uint8_t, 16>& bytes) {
   const hn::Repartition<uint8_t, Rows> d8;
-  return hn::BitCast(Rows(), hn::TableLookupBytes(hn::BitCast(d8, rows), hn::LoadDup128(d8, bytes)));
+  return hn::BitCast(Rows(), hn::TableLookupBytes(hn::BitCast(d8, rows), hn::LoadDup128(d8, bytes.data())));
 }
 HWY_INLINE RowsV SwapPairs(RowsV rows) {
   return hn::BitCast(Rows(), hn::Shuffle2301(hn::BitCast(hn::RepartitionToWide<Rows>(), rows)));
@@ -81,12 +81,8 @@ HWY_INLINE RowsV SwapPairs(RowsV rows) {
 HWY_INLINE RowsV SwapHalves(RowsV rows) {
   return hn::BitCast(Rows(), hn::Shuffle1032(hn::BitCast(hn::RepartitionToWide<Rows>(), rows)));
 }
-alignas(16) constexpr uint8_t kReversed[16] = {14, 15, 12, 13, 10, 11, 8, 9, 6, 7, 4, 5, 2, 3, 0, 1};
-alignas(16) constexpr uint8_t kEvenPairs[16] = {0, 1, 4, 5, 0, 1, 4, 5, 8, 9, 12, 13, 8, 9, 12, 13};
-alignas(16) constexpr uint8_t kOddPairs[16] = {2, 3, 6, 7, 2, 3, 6, 7, 10, 11, 14, 15, 10, 11, 14, 15};
-alignas(16) constexpr uint8_t kUpperHalfReversed[16] = {0, 1, 2, 3, 4, 5, 6, 7, 14, 15, 12, 13, 10, 11, 8, 9};
 
-// What the forward column pass starts from: 8 * (row i +- row 7-i).
+// What the forward column pass starts from: 8 * (row i +- row 7-i), but differences 1 and 2 twice that.
 struct Folded {
   RowV sum[4];
   RowV difference[4];
@@ -99,7 +95,8 @@ HWY_INLINE Folded FoldWords(const int16_t* src) {
     const RowV upper = hn::ShiftLeft<dct::kForwardScaleBits>(hn::LoadU(Row(), src + 8 * i));
     const RowV lower = hn::ShiftLeft<dct::kForwardScaleBits>(hn::LoadU(Row(), src + 8 * (7 - i)));
     folded.sum[i] = Sum(upper, lower);
-    folded.difference[i] = Difference(upper, lower);
+    const RowV difference = Difference(upper, lower);
+    folded.difference[i] = i % 3 == 0 ? difference : Sum(difference, difference);
   }
   return folded;
 }
@@ -117,11 +114,13 @@ HWY_INLINE Folded FoldBytes(const uint8_t* src, int step) {
     // One instruction widens, scales and adds.
     const __m128i pairs = _mm_unpacklo_epi8(upper.raw, lower.raw);
     folded.sum[i] = RowV{_mm_maddubs_epi16(pairs, hn::Load(Bytes(), dct::kScaledSum.data()).raw)};
-    folded.difference[i] = RowV{_mm_maddubs_epi16(pairs, hn::Load(Bytes(), dct::kScaledDifference.data()).raw)};
+    const auto& signs = i % 3 == 0 ? dct::kScaledDifference : dct::kTwiceScaledDifference;
+    folded.difference[i] = RowV{_mm_maddubs_epi16(pairs, hn::Load(Bytes(), signs.data()).raw)};
 #else
     const RowV x = hn::PromoteTo(Row(), upper), y = hn::PromoteTo(Row(), lower);
     folded.sum[i] = hn::ShiftLeft<dct::kForwardScaleBits>(hn::Add(x, y));
-    folded.difference[i] = hn::ShiftLeft<dct::kForwardScaleBits>(hn::Sub(x, y));
+    const RowV difference = hn::ShiftLeft<dct::kForwardScaleBits>(hn::Sub(x, y));
+    folded.difference[i] = i % 3 == 0 ? difference : hn::Add(difference, difference);
 #endif
   }
   return folded;
@@ -136,8 +135,8 @@ HWY_INLINE Block ForwardColumns(const Folded& x) {
   y.row[2] = Sum(difference03, Times(difference12, dct::kTan2));
   y.row[6] = Difference(Times(difference03, dct::kTan2), difference12);
 
-  const RowV middle_sum = TimesLess1(Sum(x.difference[1], x.difference[2]), dct::kCosHalfLess1);
-  const RowV middle_difference = TimesLess1(Difference(x.difference[1], x.difference[2]), dct::kCosHalfLess1);
+  const RowV middle_sum = Times(Sum(x.difference[1], x.difference[2]), dct::kHalfCosHalf);
+  const RowV middle_difference = Times(Difference(x.difference[1], x.difference[2]), dct::kHalfCosHalf);
   const RowV a = Sum(x.difference[0], middle_sum), b = Sum(x.difference[3], middle_difference);
   y.row[1] = Sum(a, Times(b, dct::kTan1));
   y.row[7] = Difference(Times(a, dct::kTan1), b);
@@ -151,7 +150,7 @@ HWY_INLINE Block ForwardColumns(const Folded& x) {
 HWY_INLINE RowsV ForwardRows(RowsV x, size_t i) {
   const Rows d;
   const hn::RepartitionToWide<Rows> d32;
-  const RowsV reversed = Shuffle(x, kReversed);
+  const RowsV reversed = Shuffle(x, dct::kReversed);
   const RowsV sum = hn::SaturatedAdd(x, reversed), difference = hn::SaturatedSub(x, reversed);
   const dct::RowTables& tables = dct::kForwardTables;
   const auto even = PairProducts(sum, Group(tables, i, 0), SwapPairs(sum), Group(tables, i, 1));
@@ -200,14 +199,14 @@ void ForwardBytes(const uint8_t* src, int step, int16_t* dst, const uint16_t* re
 HWY_INLINE RowsV InverseRows(RowsV x, size_t i) {
   const Rows d;
   const hn::RepartitionToWide<Rows> d32;
-  const RowsV even_pairs = Shuffle(x, kEvenPairs), odd_pairs = Shuffle(x, kOddPairs);
+  const RowsV even_pairs = Shuffle(x, dct::kEvenPairs), odd_pairs = Shuffle(x, dct::kOddPairs);
   const dct::RowTables& tables = dct::kInverseTables;
   const auto even = PairProducts(even_pairs, Group(tables, i, 0), SwapHalves(even_pairs), Group(tables, i, 1));
   const auto odd = PairProducts(odd_pairs, Group(tables, i, 2), SwapHalves(odd_pairs), Group(tables, i, 3));
   const auto rounded = hn::Add(even, hn::LoadU(d32, dct::kInverseRounding.data() + i * hn::MaxLanes(d32)));
   const auto left = hn::ShiftRight<dct::kInverseRowShift>(hn::Add(rounded, odd));
   const auto right = hn::ShiftRight<dct::kInverseRowShift>(hn::Sub(rounded, odd));
-  return Shuffle(hn::ReorderDemote2To(d, left, right), kUpperHalfReversed);
+  return Shuffle(hn::ReorderDemote2To(d, left, right), dct::kUpperHalfReversed);
 }
 
 // Without kAllRows, rows 4 to 7 are taken to be zero.

@@ -57,6 +57,7 @@ Samples ForwardColumns(const Samples& x) {
       const auto lower = static_cast<int16_t>(x[8 * (7 - i) + column] * (1 << dct::kForwardScaleBits));
       sum[i] = Saturate(upper + lower);
       difference[i] = Saturate(upper - lower);
+      if (i % 3 != 0) difference[i] = Saturate(2 * difference[i]);
     }
     const auto store = [&](size_t row, int value) { y[8 * row + column] = static_cast<int16_t>(Saturate(value)); };
     const int sum03 = Saturate(sum[0] + sum[3]), difference03 = Saturate(sum[0] - sum[3]);
@@ -66,8 +67,8 @@ Samples ForwardColumns(const Samples& x) {
     store(2, difference03 + HighProduct(difference12, dct::kTan2));
     store(6, HighProduct(difference03, dct::kTan2) - difference12);
 
-    const int middle_sum = Multiply(Saturate(difference[1] + difference[2]), dct::kCosHalfLess1);
-    const int middle_difference = Multiply(Saturate(difference[1] - difference[2]), dct::kCosHalfLess1);
+    const int middle_sum = HighProduct(Saturate(difference[1] + difference[2]), dct::kHalfCosHalf);
+    const int middle_difference = HighProduct(Saturate(difference[1] - difference[2]), dct::kHalfCosHalf);
     const int a = Saturate(difference[0] + middle_sum), b = Saturate(difference[3] + middle_difference);
     store(1, a + HighProduct(b, dct::kTan1));
     store(7, HighProduct(a, dct::kTan1) - b);

@@ -22,21 +22,23 @@ struct alignas(32) Lanes : std::array<T, kLanes> {};
 // Without this, each is reached through the table of global symbols.
 #pragma GCC visibility push(hidden)
 
-// The multipliers of the butterflies, used as high halves of 16 x 16-bit products. Those of the last two lack 2^16:
-// what they multiply is added again.
+// The multipliers of the butterflies, used as high halves of 16 x 16-bit products. Where 1 is taken off, what
+// they multiply is added again.
 extern const Lanes<int16_t, 8> kTan1;          // tan(pi/16) * 2^16
 extern const Lanes<int16_t, 8> kTan2;          // tan(2 pi/16) * 2^16
 extern const Lanes<int16_t, 8> kTan3Less1;     // (tan(3 pi/16) - 1) * 2^16
 extern const Lanes<int16_t, 8> kCosHalfLess1;  // (cos(pi/4) - 1) * 2^16
+extern const Lanes<int16_t, 8> kHalfCosHalf;   // cos(pi/4) * 2^15, for what has been doubled
 
 // Forward: the columns work on eightfold samples; the sums of a row are rounded to units of 2^20, which is done by
 // dropping 16 bits and then rounding away 4.
 inline constexpr int kForwardScaleBits = 3;
 inline constexpr int kForwardRoundedBits = 4;
-extern const Lanes<int16_t, 16> kForwardRounding;  // the rounding high product by it is rounding by those 4 bits
-extern const Lanes<int8_t, 16> kScaledSum;         // 8, 8: what pairs of bytes are multiplied with and added
-extern const Lanes<int8_t, 16> kScaledDifference;  // 8, -8
-extern const Lanes<int16_t, 8> kForwardCentre;     // what eight eightfold bytes centred on 128 add up to
+extern const Lanes<int16_t, 16> kForwardRounding;       // the rounding high product by it is rounding by those 4 bits
+extern const Lanes<int8_t, 16> kScaledSum;              // 8, 8: what pairs of bytes are multiplied with and added
+extern const Lanes<int8_t, 16> kScaledDifference;       // 8, -8
+extern const Lanes<int8_t, 16> kTwiceScaledDifference;  // 16, -16
+extern const Lanes<int16_t, 8> kForwardCentre;          // what eight eightfold bytes centred on 128 add up to
 
 // Inverse: the sums of a row drop 12 bits, which leaves five fraction bits for the columns.
 inline constexpr int kInverseRowShift = 12;
@@ -62,6 +64,12 @@ extern const RowTables kForwardTables;
 // * group 1, the odd part odd * group 2 + swapped odd * group 3. Outputs 0 to 3 are the even part + the odd, outputs 7
 // to 4 the even part - the odd. Swapped: entries 4 5 6 7 0 1 2 3.
 extern const RowTables kInverseTables;
+
+// Bytes of a row of eight 16-bit lanes, by which rows are shuffled.
+extern const Lanes<uint8_t, 16> kReversed;           // lanes 7 6 5 4 3 2 1 0
+extern const Lanes<uint8_t, 16> kEvenPairs;          // lanes 0 2 0 2 4 6 4 6
+extern const Lanes<uint8_t, 16> kOddPairs;           // lanes 1 3 1 3 5 7 5 7
+extern const Lanes<uint8_t, 16> kUpperHalfReversed;  // lanes 0 1 2 3 7 6 5 4
 
 #pragma GCC visibility pop
 

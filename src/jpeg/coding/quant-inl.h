@@ -14,15 +14,15 @@ namespace zmcj::HWY_NAMESPACE {
 
 // Right for reciprocals below 2^15, which is all of them but those of the quantisers 1 and 0. The rounding high product
 // is floor(p / 2^15 + 1/2): it is one too high on a tie whose floor is even, so on ties bit 0 is cleared. A tie is
-// p mod 2^15 = 2^14, or twice the product's low half = 2^15.
+// p mod 2^15 = 2^14: twice the product's low half is then -2^15, the one value whose magnitude keeps the top bit set.
 template <class D, class V = hwy::HWY_NAMESPACE::VFromD<D>>
 HWY_INLINE V QuantiseBelow2Pow15(D d, V coefficients, V reciprocals) {
   namespace hn = hwy::HWY_NAMESPACE;
   const hn::RebindToUnsigned<D> du;
   const V rounded = hn::MulFixedPoint15(coefficients, reciprocals);
   const V low = hn::Mul(coefficients, reciprocals);
-  const auto tie = hn::VecFromMask(d, hn::Eq(hn::Add(low, low), hn::Set(d, -32768)));
-  return hn::AndNot(hn::BitCast(d, hn::ShiftRight<15>(hn::BitCast(du, tie))), rounded);
+  const auto tie = hn::ShiftRight<15>(hn::BitCast(du, hn::Abs(hn::Add(low, low))));
+  return hn::AndNot(hn::BitCast(d, tie), rounded);
 }
 
 // Right for every reciprocal: one of 2^15 or more, read as signed, stands for 2^16 less, which makes the quotient 2 *
