@@ -38,22 +38,22 @@ HWY_INLINE RowV Times(RowV v, const dct::Lanes<int16_t, 8>& factor) {
 // By a factor that is stored less one.
 HWY_INLINE RowV TimesLess1(RowV v, const dct::Lanes<int16_t, 8>& factor) { return Sum(v, Times(v, factor)); }
 
-// The rows of register i of the row passes.
+// Register i of an array of rows.
 template <class D>
-HWY_INLINE hn::VFromD<D> JoinRows(D d, const Block& block, size_t i) {
+HWY_INLINE hn::VFromD<D> JoinRows(D d, const RowV* rows, size_t i) {
   if constexpr (hn::MaxLanes(d) == 16) {
-    return hn::Combine(d, block.row[2 * i + 1], block.row[2 * i]);
+    return hn::Combine(d, rows[2 * i + 1], rows[2 * i]);
   } else {
-    return block.row[i];
+    return rows[i];
   }
 }
 template <class D>
-HWY_INLINE void SplitRows(D d, hn::VFromD<D> rows, size_t i, Block& block) {
+HWY_INLINE void SplitRows(D d, hn::VFromD<D> joined, size_t i, RowV* rows) {
   if constexpr (hn::MaxLanes(d) == 16) {
-    block.row[2 * i] = hn::LowerHalf(Row(), rows);
-    block.row[2 * i + 1] = hn::UpperHalf(Row(), rows);
+    rows[2 * i] = hn::LowerHalf(Row(), joined);
+    rows[2 * i + 1] = hn::UpperHalf(Row(), joined);
   } else {
-    block.row[i] = rows;
+    rows[i] = joined;
   }
 }
 
@@ -160,42 +160,49 @@ HWY_INLINE RowsV ForwardRows(RowsV x, size_t i) {
   return hn::MulFixedPoint15(upper, hn::Load(d, dct::kForwardRounding.data()));
 }
 
-HWY_INLINE void ForwardQuantised(const Block& columns, int16_t* dst, const uint16_t* reciprocals) {
-  const Rows d;
+HWY_INLINE RowsV LoadTable(const uint16_t* table, size_t i) {
   const hn::RebindToUnsigned<Rows> du;
-  RowsV coefficients[kRegisters], table[kRegisters];
-  RowsV all = hn::Zero(d);
+  return hn::BitCast(Rows(), hn::LoadU(du, table + i * hn::MaxLanes(du)));
+}
+
+// Whether a reciprocal takes all 16 bits: only those of the quantisers 1 and 0 do.
+HWY_INLINE bool HasLargeReciprocals(const uint16_t* reciprocals) {
+  RowsV all = hn::Zero(Rows());
+#pragma GCC unroll 8
+  for (size_t i = 0; i < kRegisters; ++i) all = hn::Or(all, LoadTable(reciprocals, i));
+  return !hn::AllFalse(Rows(), hn::Lt(all, hn::Zero(Rows())));
+}
+
+template <bool kLargeReciprocals>
+HWY_INLINE void ForwardRowsQuantised(const Block& columns, int16_t* dst, const uint16_t* reciprocals) {
+  const Rows d;
 #pragma GCC unroll 8
   for (size_t i = 0; i < kRegisters; ++i) {
-    table[i] = hn::BitCast(d, hn::LoadU(du, reciprocals + i * hn::MaxLanes(d)));
-    all = hn::Or(all, table[i]);
-    coefficients[i] = ForwardRows(JoinRows(d, columns, i), i);
-  }
-  if (hn::AllFalse(d, hn::Lt(all, hn::Zero(d)))) {
-#pragma GCC unroll 8
-    for (size_t i = 0; i < kRegisters; ++i) {
-      hn::StoreU(QuantiseBelow2Pow15(d, coefficients[i], table[i]), d, dst + i * hn::MaxLanes(d));
-    }
-  } else {
-#pragma GCC unroll 8
-    for (size_t i = 0; i < kRegisters; ++i) {
-      hn::StoreU(Quantise(d, coefficients[i], table[i]), d, dst + i * hn::MaxLanes(d));
-    }
+    const RowsV coefficients = ForwardRows(JoinRows(d, columns.row, i), i);
+    const RowsV table = LoadTable(reciprocals, i);
+    const RowsV quantised =
+        kLargeReciprocals ? Quantise(d, coefficients, table) : QuantiseBelow2Pow15(d, coefficients, table);
+    hn::StoreU(quantised, d, dst + i * hn::MaxLanes(d));
   }
 }
 
+HWY_INLINE void FinishForward(const Block& columns, int16_t* dst, const uint16_t* reciprocals) {
+  if (HasLargeReciprocals(reciprocals)) return ForwardRowsQuantised<true>(columns, dst, reciprocals);
+  ForwardRowsQuantised<false>(columns, dst, reciprocals);
+}
+
 void ForwardWords(const int16_t* src, int16_t* dst, const uint16_t* reciprocals) {
-  ForwardQuantised(ForwardColumns(FoldWords(src)), dst, reciprocals);
+  FinishForward(ForwardColumns(FoldWords(src)), dst, reciprocals);
 }
 
 void ForwardBytes(const uint8_t* src, int step, int16_t* dst, const uint16_t* reciprocals) {
   Block columns = ForwardColumns(FoldBytes(src, step));
   // The centre of the bytes is felt in one place only.
   columns.row[0] = hn::Sub(columns.row[0], hn::Load(Row(), dct::kForwardCentre.data()));
-  ForwardQuantised(columns, dst, reciprocals);
+  FinishForward(columns, dst, reciprocals);
 }
 
-// Register i of the row pass.
+// Register i of the row pass. Columns 4 to 7 come out in reverse, and stay so through the column pass.
 HWY_INLINE RowsV InverseRows(RowsV x, size_t i) {
   const Rows d;
   const hn::RepartitionToWide<Rows> d32;
@@ -206,12 +213,18 @@ HWY_INLINE RowsV InverseRows(RowsV x, size_t i) {
   const auto rounded = hn::Add(even, hn::LoadU(d32, dct::kInverseRounding.data() + i * hn::MaxLanes(d32)));
   const auto left = hn::ShiftRight<dct::kInverseRowShift>(hn::Add(rounded, odd));
   const auto right = hn::ShiftRight<dct::kInverseRowShift>(hn::Sub(rounded, odd));
-  return Shuffle(hn::ReorderDemote2To(d, left, right), dct::kUpperHalfReversed);
+  return hn::ReorderDemote2To(d, left, right);
 }
+
+// What the inverse column pass ends with: rows i and 7-i of the block are even[i] +- odd[i], divided by 2^5.
+struct Unfolded {
+  RowV even[4];
+  RowV odd[4];
+};
 
 // Without kAllRows, rows 4 to 7 are taken to be zero.
 template <bool kAllRows>
-HWY_INLINE Block InverseColumns(const Block& y) {
+HWY_INLINE Unfolded InverseColumns(const Block& y) {
   RowV sum04 = y.row[0], difference04 = y.row[0];
   RowV sum26 = y.row[2], difference26 = Times(y.row[2], dct::kTan2);
   RowV a = y.row[1], b = Times(y.row[1], dct::kTan1);
@@ -226,21 +239,14 @@ HWY_INLINE Block InverseColumns(const Block& y) {
     c = Sum(c, TimesLess1(y.row[5], dct::kTan3Less1));
     d = Difference(d, y.row[5]);
   }
-  const RowV even[4] = {Sum(sum04, sum26), Sum(difference04, difference26), Difference(difference04, difference26),
-                        Difference(sum04, sum26)};
   const RowV ac = Difference(a, c), bd = Sum(b, d);
-  const RowV odd[4] = {Sum(a, c), TimesLess1(Sum(ac, bd), dct::kCosHalfLess1),
-                       TimesLess1(Difference(ac, bd), dct::kCosHalfLess1), Difference(b, d)};
-  Block x;
-#pragma GCC unroll 8
-  for (size_t i = 0; i < 4; ++i) {
-    x.row[i] = hn::ShiftRight<dct::kInverseColumnShift>(Sum(even[i], odd[i]));
-    x.row[7 - i] = hn::ShiftRight<dct::kInverseColumnShift>(Difference(even[i], odd[i]));
-  }
-  return x;
+  return {{Sum(sum04, sum26), Sum(difference04, difference26), Difference(difference04, difference26),
+           Difference(sum04, sum26)},
+          {Sum(a, c), TimesLess1(Sum(ac, bd), dct::kCosHalfLess1), TimesLess1(Difference(ac, bd), dct::kCosHalfLess1),
+           Difference(b, d)}};
 }
 
-HWY_INLINE Block Inverse(const int16_t* src, const uint16_t* quantisers) {
+HWY_INLINE Unfolded Inverse(const int16_t* src, const uint16_t* quantisers) {
   const Rows d;
   const hn::RebindToUnsigned<Rows> du;
   constexpr size_t kLanes = hn::MaxLanes(Rows());
@@ -255,44 +261,81 @@ HWY_INLINE Block Inverse(const int16_t* src, const uint16_t* quantisers) {
 #pragma GCC unroll 8
   for (size_t i = 0; i < kRegisters / 2; ++i) {
     const auto table = hn::BitCast(d, hn::LoadU(du, quantisers + i * kLanes));
-    SplitRows(d, InverseRows(hn::Mul(coefficients[i], table), i), i, rows);
+    SplitRows(d, InverseRows(hn::Mul(coefficients[i], table), i), i, rows.row);
   }
   // Common in pictures: no high vertical frequencies. Such rows come out as zeros, their rounding being too small.
   if (hn::AllTrue(d, hn::Eq(lower, hn::Zero(d)))) return InverseColumns<false>(rows);
 #pragma GCC unroll 8
   for (size_t i = kRegisters / 2; i < kRegisters; ++i) {
     const auto table = hn::BitCast(d, hn::LoadU(du, quantisers + i * kLanes));
-    SplitRows(d, InverseRows(hn::Mul(coefficients[i], table), i), i, rows);
+    SplitRows(d, InverseRows(hn::Mul(coefficients[i], table), i), i, rows.row);
   }
   return InverseColumns<true>(rows);
 }
 
-void InverseWords(const int16_t* src, int16_t* dst, const uint16_t* quantisers) {
-  const Block x = Inverse(src, quantisers);
-#pragma GCC unroll 8
-  for (size_t i = 0; i < 8; ++i) hn::StoreU(x.row[i], Row(), dst + 8 * i);
+// Register i of the upper four rows, and of the lower four from the last upwards.
+HWY_INLINE RowsV UpperRows(const Unfolded& x, size_t i) {
+  const Rows d;
+  return hn::ShiftRight<dct::kInverseColumnShift>(hn::SaturatedAdd(JoinRows(d, x.even, i), JoinRows(d, x.odd, i)));
+}
+HWY_INLINE RowsV LowerRows(const Unfolded& x, size_t i) {
+  const Rows d;
+  return hn::ShiftRight<dct::kInverseColumnShift>(hn::SaturatedSub(JoinRows(d, x.even, i), JoinRows(d, x.odd, i)));
 }
 
-// Two rows, saturated to signed bytes and then centred on 128.
-HWY_INLINE void StoreBytes(RowV a, RowV b, uint8_t* dst_a, uint8_t* dst_b) {
-  const hn::FixedTag<int8_t, 16> d8;
-  const hn::Half<decltype(d8)> half;
-#if HWY_TARGET == HWY_SSE4 || HWY_TARGET == HWY_AVX2
-  const hn::VFromD<decltype(d8)> packed{_mm_packs_epi16(a.raw, b.raw)};
+void InverseWords(const int16_t* src, int16_t* dst, const uint16_t* quantisers) {
+  const Unfolded x = Inverse(src, quantisers);
+  RowV upper[4], lower[4];
+#pragma GCC unroll 8
+  for (size_t i = 0; i < kRegisters / 2; ++i) {
+    SplitRows(Rows(), Shuffle(UpperRows(x, i), dct::kUpperHalfReversed), i, upper);
+    SplitRows(Rows(), Shuffle(LowerRows(x, i), dct::kUpperHalfReversed), i, lower);
+  }
+#pragma GCC unroll 8
+  for (size_t i = 0; i < 4; ++i) {
+    hn::StoreU(upper[i], Row(), dst + 8 * i);
+    hn::StoreU(lower[i], Row(), dst + 8 * (7 - i));
+  }
+}
+
+// Saturated to signed bytes: within each 128 bits, a row of `a` and then one of `b`.
+HWY_INLINE RowsV SaturatedBytes(RowsV a, RowsV b) {
+#if HWY_TARGET == HWY_AVX2
+  return RowsV{_mm256_packs_epi16(a.raw, b.raw)};
+#elif HWY_TARGET == HWY_SSE4
+  return RowsV{_mm_packs_epi16(a.raw, b.raw)};
 #else
-  const auto packed = hn::Combine(d8, hn::DemoteTo(half, b), hn::DemoteTo(half, a));
+  const hn::Rebind<int8_t, Rows> half;
+  return hn::BitCast(Rows(),
+                     hn::Combine(hn::Repartition<int8_t, Rows>(), hn::DemoteTo(half, b), hn::DemoteTo(half, a)));
 #endif
-  const auto bytes = hn::Xor(packed, hn::Set(d8, -128));
-  hn::StoreU(hn::LowerHalf(half, bytes), half, reinterpret_cast<int8_t*>(dst_a));
-  hn::StoreU(hn::UpperHalf(half, bytes), half, reinterpret_cast<int8_t*>(dst_b));
+}
+
+HWY_INLINE void StoreHalves(RowV bytes, uint8_t* lower, uint8_t* upper) {
+#if HWY_TARGET == HWY_AVX2 || HWY_TARGET == HWY_SSE4
+  _mm_storel_epi64(reinterpret_cast<__m128i*>(lower), bytes.raw);
+  _mm_storeh_pd(reinterpret_cast<double*>(upper), _mm_castsi128_pd(bytes.raw));
+#else
+  const hn::FixedTag<uint8_t, 8> half;
+  const auto both = hn::BitCast(hn::FixedTag<uint8_t, 16>(), bytes);
+  hn::StoreU(hn::LowerHalf(half, both), half, lower);
+  hn::StoreU(hn::UpperHalf(half, both), half, upper);
+#endif
 }
 
 void InverseBytes(const int16_t* src, uint8_t* dst, int step, const uint16_t* quantisers) {
-  const Block x = Inverse(src, quantisers);
+  const Rows d;
+  const Unfolded x = Inverse(src, quantisers);
+  RowV pairs[4];  // rows i and 7-i
 #pragma GCC unroll 8
-  for (size_t i = 0; i < 8; i += 2) {
-    StoreBytes(x.row[i], x.row[i + 1], RowAt(dst, static_cast<int64_t>(i), step),
-               RowAt(dst, static_cast<int64_t>(i + 1), step));
+  for (size_t i = 0; i < kRegisters / 2; ++i) {
+    const RowsV bytes = Shuffle(SaturatedBytes(UpperRows(x, i), LowerRows(x, i)), dct::kUpperBytesReversed);
+    // In signed bytes, adding 128 is changing the sign.
+    SplitRows(d, hn::Xor(bytes, hn::Load(d, dct::kByteSigns.data())), i, pairs);
+  }
+#pragma GCC unroll 8
+  for (size_t i = 0; i < 4; ++i) {
+    StoreHalves(pairs[i], RowAt(dst, static_cast<int64_t>(i), step), RowAt(dst, static_cast<int64_t>(7 - i), step));
   }
 }
 

@@ -68,11 +68,13 @@ constinit const Lanes<int8_t, 16> kTwiceScaledDifference = {16, -16, 16, -16, 16
                                                             16, -16, 16, -16, 16, -16, 16, -16};
 constinit const Lanes<int16_t, 8> kForwardCentre = Repeated<8, int16_t>(8 * 128 << kForwardScaleBits);
 constinit const Lanes<int32_t, 32> kInverseRounding = MakeInverseRounding();
+constinit const Lanes<int16_t, 16> kByteSigns = Repeated<16, int16_t>(-32640);  // 0x8080
 constinit const RowTables kForwardTables = MakeRowTables(kForwardPattern);
 constinit const RowTables kInverseTables = MakeRowTables(kInversePattern);
 constinit const Lanes<uint8_t, 16> kReversed = {14, 15, 12, 13, 10, 11, 8, 9, 6, 7, 4, 5, 2, 3, 0, 1};
 constinit const Lanes<uint8_t, 16> kEvenPairs = {0, 1, 4, 5, 0, 1, 4, 5, 8, 9, 12, 13, 8, 9, 12, 13};
 constinit const Lanes<uint8_t, 16> kOddPairs = {2, 3, 6, 7, 2, 3, 6, 7, 10, 11, 14, 15, 10, 11, 14, 15};
 constinit const Lanes<uint8_t, 16> kUpperHalfReversed = {0, 1, 2, 3, 4, 5, 6, 7, 14, 15, 12, 13, 10, 11, 8, 9};
+constinit const Lanes<uint8_t, 16> kUpperBytesReversed = {0, 1, 2, 3, 7, 6, 5, 4, 8, 9, 10, 11, 15, 14, 13, 12};
 
 }  // namespace zmcj::dct

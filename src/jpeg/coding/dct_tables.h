@@ -65,11 +65,14 @@ extern const RowTables kForwardTables;
 // to 4 the even part - the odd. Swapped: entries 4 5 6 7 0 1 2 3.
 extern const RowTables kInverseTables;
 
+extern const Lanes<int16_t, 16> kByteSigns;  // the sign bits of bytes
+
 // Bytes of a row of eight 16-bit lanes, by which rows are shuffled.
-extern const Lanes<uint8_t, 16> kReversed;           // lanes 7 6 5 4 3 2 1 0
-extern const Lanes<uint8_t, 16> kEvenPairs;          // lanes 0 2 0 2 4 6 4 6
-extern const Lanes<uint8_t, 16> kOddPairs;           // lanes 1 3 1 3 5 7 5 7
-extern const Lanes<uint8_t, 16> kUpperHalfReversed;  // lanes 0 1 2 3 7 6 5 4
+extern const Lanes<uint8_t, 16> kReversed;            // lanes 7 6 5 4 3 2 1 0
+extern const Lanes<uint8_t, 16> kEvenPairs;           // lanes 0 2 0 2 4 6 4 6
+extern const Lanes<uint8_t, 16> kOddPairs;            // lanes 1 3 1 3 5 7 5 7
+extern const Lanes<uint8_t, 16> kUpperHalfReversed;   // lanes 0 1 2 3 7 6 5 4
+extern const Lanes<uint8_t, 16> kUpperBytesReversed;  // the same for two rows of bytes
 
 #pragma GCC visibility pop
 
