@@ -30,6 +30,8 @@ struct Block {
   RowV row[8];
 };
 
+// The compiler keeps arrays of vectors in registers only where it unrolls the loops over them: hence the pragmas.
+
 HWY_INLINE RowV Sum(RowV a, RowV b) { return hn::SaturatedAdd(a, b); }
 HWY_INLINE RowV Difference(RowV a, RowV b) { return hn::SaturatedSub(a, b); }
 HWY_INLINE RowV Times(RowV v, const dct::Lanes<int16_t, 8>& factor) {
@@ -38,7 +40,7 @@ HWY_INLINE RowV Times(RowV v, const dct::Lanes<int16_t, 8>& factor) {
 // By a factor that is stored less one.
 HWY_INLINE RowV TimesLess1(RowV v, const dct::Lanes<int16_t, 8>& factor) { return Sum(v, Times(v, factor)); }
 
-// Register i of an array of rows.
+// Register i of an array of rows, and back.
 template <class D>
 HWY_INLINE hn::VFromD<D> JoinRows(D d, const RowV* rows, size_t i) {
   if constexpr (hn::MaxLanes(d) == 16) {
@@ -62,12 +64,18 @@ HWY_INLINE RowsV Group(const dct::RowTables& tables, size_t i, size_t group) {
   return hn::LoadU(Rows(), tables.data() + dct::RowTableIndex(i * (8 / kRegisters), group));
 }
 
-// Sums of the products of pairs, p * a + q * b.
+// Sums of the products of pairs, p * a + q * b. They wrap at 32 bits, far beyond what samples lead to.
 HWY_INLINE hn::VFromD<hn::RepartitionToWide<Rows>> PairProducts(RowsV p, RowsV a, RowsV q, RowsV b) {
   const hn::RepartitionToWide<Rows> d32;
   auto odd = hn::Zero(d32);
   const auto even = hn::ReorderWidenMulAccumulate(d32, p, a, hn::Zero(d32), odd);
   return hn::RearrangeToOddPlusEven(hn::ReorderWidenMulAccumulate(d32, q, b, even, odd), odd);
+}
+
+// Register i of a caller's table.
+HWY_INLINE RowsV LoadTable(const uint16_t* table, size_t i) {
+  const hn::RebindToUnsigned<Rows> du;
+  return hn::BitCast(Rows(), hn::LoadU(du, table + i * hn::MaxLanes(du)));
 }
 
 // Within each row.
@@ -77,9 +85,6 @@ HWY_INLINE RowsV Shuffle(RowsV rows, const dct::Lanes<uint8_t, 16>& bytes) {
 }
 HWY_INLINE RowsV SwapPairs(RowsV rows) {
   return hn::BitCast(Rows(), hn::Shuffle2301(hn::BitCast(hn::RepartitionToWide<Rows>(), rows)));
-}
-HWY_INLINE RowsV SwapHalves(RowsV rows) {
-  return hn::BitCast(Rows(), hn::Shuffle1032(hn::BitCast(hn::RepartitionToWide<Rows>(), rows)));
 }
 
 // What the forward column pass starts from: 8 * (row i +- row 7-i), but differences 1 and 2 twice that.
@@ -160,11 +165,6 @@ HWY_INLINE RowsV ForwardRows(RowsV x, size_t i) {
   return hn::MulFixedPoint15(upper, hn::Load(d, dct::kForwardRounding.data()));
 }
 
-HWY_INLINE RowsV LoadTable(const uint16_t* table, size_t i) {
-  const hn::RebindToUnsigned<Rows> du;
-  return hn::BitCast(Rows(), hn::LoadU(du, table + i * hn::MaxLanes(du)));
-}
-
 // Whether a reciprocal takes all 16 bits: only those of the quantisers 1 and 0 do.
 HWY_INLINE bool HasLargeReciprocals(const uint16_t* reciprocals) {
   RowsV all = hn::Zero(Rows());
@@ -208,8 +208,9 @@ HWY_INLINE RowsV InverseRows(RowsV x, size_t i) {
   const hn::RepartitionToWide<Rows> d32;
   const RowsV even_pairs = Shuffle(x, dct::kEvenPairs), odd_pairs = Shuffle(x, dct::kOddPairs);
   const dct::RowTables& tables = dct::kInverseTables;
-  const auto even = PairProducts(even_pairs, Group(tables, i, 0), SwapHalves(even_pairs), Group(tables, i, 1));
-  const auto odd = PairProducts(odd_pairs, Group(tables, i, 2), SwapHalves(odd_pairs), Group(tables, i, 3));
+  const auto even =
+      PairProducts(even_pairs, Group(tables, i, 0), Shuffle(x, dct::kEvenPairsSwapped), Group(tables, i, 1));
+  const auto odd = PairProducts(odd_pairs, Group(tables, i, 2), Shuffle(x, dct::kOddPairsSwapped), Group(tables, i, 3));
   const auto rounded = hn::Add(even, hn::LoadU(d32, dct::kInverseRounding.data() + i * hn::MaxLanes(d32)));
   const auto left = hn::ShiftRight<dct::kInverseRowShift>(hn::Add(rounded, odd));
   const auto right = hn::ShiftRight<dct::kInverseRowShift>(hn::Sub(rounded, odd));
@@ -248,27 +249,23 @@ HWY_INLINE Unfolded InverseColumns(const Block& y) {
 
 HWY_INLINE Unfolded Inverse(const int16_t* src, const uint16_t* quantisers) {
   const Rows d;
-  const hn::RebindToUnsigned<Rows> du;
-  constexpr size_t kLanes = hn::MaxLanes(Rows());
   RowsV coefficients[kRegisters];
   RowsV lower = hn::Zero(d);
 #pragma GCC unroll 8
   for (size_t i = 0; i < kRegisters; ++i) {
-    coefficients[i] = hn::LoadU(d, src + i * kLanes);
+    coefficients[i] = hn::LoadU(d, src + i * hn::MaxLanes(d));
     if (i >= kRegisters / 2) lower = hn::Or(lower, coefficients[i]);
   }
   Block rows;
 #pragma GCC unroll 8
   for (size_t i = 0; i < kRegisters / 2; ++i) {
-    const auto table = hn::BitCast(d, hn::LoadU(du, quantisers + i * kLanes));
-    SplitRows(d, InverseRows(hn::Mul(coefficients[i], table), i), i, rows.row);
+    SplitRows(d, InverseRows(hn::Mul(coefficients[i], LoadTable(quantisers, i)), i), i, rows.row);
   }
   // Common in pictures: no high vertical frequencies. Such rows come out as zeros, their rounding being too small.
   if (hn::AllTrue(d, hn::Eq(lower, hn::Zero(d)))) return InverseColumns<false>(rows);
 #pragma GCC unroll 8
   for (size_t i = kRegisters / 2; i < kRegisters; ++i) {
-    const auto table = hn::BitCast(d, hn::LoadU(du, quantisers + i * kLanes));
-    SplitRows(d, InverseRows(hn::Mul(coefficients[i], table), i), i, rows.row);
+    SplitRows(d, InverseRows(hn::Mul(coefficients[i], LoadTable(quantisers, i)), i), i, rows.row);
   }
   return InverseColumns<true>(rows);
 }
@@ -314,7 +311,7 @@ HWY_INLINE RowsV SaturatedBytes(RowsV a, RowsV b) {
 HWY_INLINE void StoreHalves(RowV bytes, uint8_t* lower, uint8_t* upper) {
 #if HWY_TARGET == HWY_AVX2 || HWY_TARGET == HWY_SSE4
   _mm_storel_epi64(reinterpret_cast<__m128i*>(lower), bytes.raw);
-  _mm_storeh_pd(reinterpret_cast<double*>(upper), _mm_castsi128_pd(bytes.raw));
+  _mm_storeh_pi(reinterpret_cast<__m64*>(upper), _mm_castsi128_ps(bytes.raw));
 #else
   const hn::FixedTag<uint8_t, 8> half;
   const auto both = hn::BitCast(hn::FixedTag<uint8_t, 16>(), bytes);

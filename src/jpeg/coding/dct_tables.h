@@ -4,8 +4,8 @@
 // and rows by sums of products whose coefficients make that factor up. So the eight rows need four sets of
 // coefficients: round(2^15 * cos(k pi/16) * cos(j pi/16)), with k = 4, 1, 2, 3, 4, 3, 2, 1 for rows 0 to 7.
 //
-// The vectors are defined in a file of their own: a compiler that knows a vector's lanes to be equal builds it from a
-// general register in every call, which costs more than the load.
+// The vectors are defined in a file of their own: a compiler that sees a vector's lanes to be equal builds it from a
+// general register in every call, which costs more than a load.
 #pragma once
 
 #include <array>
@@ -51,7 +51,7 @@ extern const Lanes<int32_t, 32> kInverseRounding;
 
 // [row / 2][group][row % 2][8]: four groups of eight coefficients for each row. A register of 128 bits takes one row's
 // group, one of 256 bits that of two rows. A group multiplies a vector of four pairs, and each pair's two products are
-// added. How the groups are used stands with their patterns.
+// added.
 using RowTables = Lanes<int16_t, 256>;
 constexpr size_t RowTableIndex(size_t row, size_t group) { return row / 2 * 64 + group * 16 + row % 2 * 8; }
 
@@ -70,7 +70,9 @@ extern const Lanes<int16_t, 16> kByteSigns;  // the sign bits of bytes
 // Bytes of a row of eight 16-bit lanes, by which rows are shuffled.
 extern const Lanes<uint8_t, 16> kReversed;            // lanes 7 6 5 4 3 2 1 0
 extern const Lanes<uint8_t, 16> kEvenPairs;           // lanes 0 2 0 2 4 6 4 6
+extern const Lanes<uint8_t, 16> kEvenPairsSwapped;    // lanes 4 6 4 6 0 2 0 2
 extern const Lanes<uint8_t, 16> kOddPairs;            // lanes 1 3 1 3 5 7 5 7
+extern const Lanes<uint8_t, 16> kOddPairsSwapped;     // lanes 5 7 5 7 1 3 1 3
 extern const Lanes<uint8_t, 16> kUpperHalfReversed;   // lanes 0 1 2 3 7 6 5 4
 extern const Lanes<uint8_t, 16> kUpperBytesReversed;  // the same for two rows of bytes
 
