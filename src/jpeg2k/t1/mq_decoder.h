@@ -8,6 +8,18 @@
 
 namespace zmcj::t1 {
 
+// Whether a segment does not end as a predictable termination (D.4.2) would end it: all bytes taken, and the code at
+// the interval's lower end in the bits that the encoder had left. `byte` is the current one, `next` the one behind it.
+inline bool MqEndFault(bool marker, uint32_t ct, uint32_t byte, uint32_t next, uint32_t a, uint32_t c_high) {
+  if (!marker && (byte < 0xFF || ct != 0)) return true;
+  if (ct == 1) return false;
+  if (ct == 0) {
+    if (!marker && next < 0x90) return true;
+    ct = 8;
+  }
+  return c_high < a - (0x8000u >> (ct - 1));
+}
+
 class MqDecoder {
  public:
   MqDecoder() { ResetContexts(); }
@@ -48,19 +60,7 @@ class MqDecoder {
     return bit;
   }
 
-  // Whether the segment does not end as a predictable termination (D.4.2) would end it: all bytes taken, and the code
-  // at the interval's lower end in the bits that the encoder had left.
-  bool EndFault() {
-    if (ByteAt(position_) < 0xFF && !marker_) return true;
-    if (ct_ != 0 && !marker_) return true;
-    if (ct_ == 1) return false;
-    if (ct_ == 0) {
-      if (!marker_ && ByteAt(position_ + 1) < 0x90) return true;
-      ct_ = 8;
-    }
-    const uint32_t unit = 0x8000u >> (ct_ - 1);
-    return c_ >> 16 < a_ - unit;
-  }
+  bool EndFault() const { return MqEndFault(marker_, ct_, ByteAt(position_), ByteAt(position_ + 1), a_, c_ >> 16); }
 
  private:
   uint32_t ByteAt(int64_t i) const { return i < length_ ? data_[i] : 0xFF; }
