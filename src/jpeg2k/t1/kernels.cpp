@@ -15,6 +15,7 @@
 #define HWY_TARGET_INCLUDE "jpeg2k/t1/kernels.cpp"
 #include "core/foreach_level.h"
 // After foreach_level.h, which includes this file once per level.
+#include "jpeg2k/t1/model-inl.h"
 #include "jpeg2k/t1/mq_window-inl.h"
 #include "jpeg2k/t1/passes-inl.h"
 
@@ -157,9 +158,11 @@ DecodeEnd Decode(const DecodeJob& job) {
   return DecodePasses(decoder, job);
 }
 
+void ModelBlock(const ModelJob& job, Recording& recording) { Model(job, recording).Run(); }
+
 }  // namespace
 
-extern constexpr Kernels kKernels = {Decode, ModelReference, Encode};
+extern constexpr Kernels kKernels = {Decode, ModelBlock, Encode};
 #endif
 }  // namespace zmcj::t1::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();

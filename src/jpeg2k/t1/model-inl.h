@@ -1,0 +1,223 @@
+// The encoder's modelling: a block's coefficients as bit-planes in scan order, and the passes over them recorded.
+// Included once per level: no ordinary include guard.
+
+#if defined(ZMCJ_T1_MODEL_INL_H_) == defined(HWY_TARGET_TOGGLE)
+#ifdef ZMCJ_T1_MODEL_INL_H_
+#undef ZMCJ_T1_MODEL_INL_H_
+#else
+#define ZMCJ_T1_MODEL_INL_H_
+#endif
+
+#include "core/memory.h"
+#include "jpeg2k/t1/decode_passes.h"
+#include "jpeg2k/t1/distortion.h"
+#include "jpeg2k/t1/passes-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace zmcj::t1::HWY_NAMESPACE {
+#if ZMCJ_VECTOR_LEVEL
+namespace {
+namespace hn = hwy::HWY_NAMESPACE;
+
+// The 64 samples of a group: first as words in scan order, sign above magnitude, then as 32 sets, one per bit of the
+// words. Both take the same 256 bytes.
+constexpr int kWords = kGroup * kStripe;
+constexpr int kSigns = 31;  // the set of negative samples
+
+// Sign above magnitude, in scan order; returns the magnitudes' bits together.
+HWY_INLINE uint32_t GatherGroup(const int32_t* src, int step, int columns, int rows, uint32_t mask, uint32_t* words) {
+  if (columns < kGroup || rows < kStripe) std::memset(words, 0, kWords * sizeof(uint32_t));
+  uint32_t any = 0;
+  for (int y = 0; y < rows; ++y) {
+    const int32_t* const row = RowAt(src, y, step);
+    for (int x = 0; x < columns; ++x) {
+      const auto value = LoadSample<uint32_t>(row + x);
+      const uint32_t negative = 0 - (value >> 31);
+      const uint32_t magnitude = ((value ^ negative) - negative) & mask;
+      any |= magnitude;
+      words[kStripe * x + y] = magnitude | negative << 31;
+    }
+  }
+  return any;
+}
+
+// Turns a group's words into sets in place.
+HWY_INLINE void SplitIntoSets(uint32_t* words, int planes) {
+  const hn::ScalableTag<int32_t> d;
+  const size_t lanes = hn::Lanes(d);
+  HWY_ALIGN int32_t shifted[kWords];
+  std::memcpy(shifted, words, sizeof shifted);
+  uint64_t* const sets = reinterpret_cast<uint64_t*>(words);
+  const auto split = [&](int set, auto shift) HWY_ATTR {
+    uint64_t bits = 0;
+    for (size_t i = 0; i < kWords; i += lanes) {
+      const auto v = hn::Load(d, shifted + i);
+      uint8_t mask[8] = {};
+      hn::StoreMaskBits(d, hn::Lt(v, hn::Zero(d)), mask);
+      bits |= uint64_t{mask[0]} << i;
+      hn::Store(shift(v), d, shifted + i);
+    }
+    sets[set] = bits;
+  };
+  split(kSigns, [planes](auto v) HWY_ATTR { return hn::ShiftLeftSame(v, kSigns - (planes - 1)); });
+  for (int plane = planes - 1; plane >= 0; --plane) split(plane, [](auto v) HWY_ATTR { return hn::ShiftLeft<1>(v); });
+}
+
+// The Io of recording. Raw decisions have context 0.
+template <bool kRaw>
+struct Recorder {
+  const uint64_t* sets;
+  int plane;
+  int groups;
+  uint8_t* out;
+  uint64_t bits = 0, signs = 0;
+
+  HWY_INLINE void Enter(int stripe, int group) {
+    const uint64_t* const own = sets + (ptrdiff_t{stripe} * groups + group) * 32;
+    bits = own[plane];
+    signs = own[kSigns];
+  }
+  HWY_INLINE uint32_t Record(unsigned context, uint64_t bit) {
+    *out++ = static_cast<uint8_t>((kRaw ? 0 : 2 * context) + bit);
+    return static_cast<uint32_t>(bit);
+  }
+  HWY_INLINE uint32_t Zero(unsigned context, unsigned b) { return Record(context, bits >> b & 1); }
+  HWY_INLINE uint32_t Sign(unsigned entry, unsigned b) {
+    const uint64_t negative = signs >> b & 1;
+    Record(entry & 127, kRaw ? negative : negative ^ entry >> 7);
+    return static_cast<uint32_t>(negative);
+  }
+  HWY_INLINE unsigned Run(unsigned b) {
+    const auto column = static_cast<unsigned>(bits >> b & 15);
+    if (Record(kRunLength, column != 0) == 0) return kStripe;
+    const auto row = static_cast<unsigned>(std::countr_zero(column));
+    Record(kUniform, row >> 1);
+    Record(kUniform, row & 1);
+    return row;
+  }
+  HWY_INLINE void Became(unsigned, uint32_t) {}
+  HWY_INLINE void Refine(unsigned context, unsigned b) { Record(context, bits >> b & 1); }
+};
+
+class Model {
+ public:
+  Model(const ModelJob& job, Recording& recording)
+      : job_(job),
+        recording_(recording),
+        state_(job.work, job.size),
+        sets_(reinterpret_cast<uint64_t*>(job.magnitudes)),
+        causal_((job.options & kCausal) != 0),
+        zero_coding_(kZeroCodingByColumn[static_cast<size_t>(BandOf(job.orientation))].data()),
+        out_(recording.decisions) {}
+
+  void Run() {
+    const int planes = Gather();
+    recording_.planes = planes;
+    recording_.passes = ForEachPass(planes, [&](int i, Pass pass, int plane) {
+      const bool raw = IsRaw(job_.options, pass, plane, planes);
+      // What a pass does to the error shows in the sets before the cleanup pass and after the others.
+      if (pass == Pass::kSignificance) raw ? SignificanceRaw(plane) : SignificanceMq(plane);
+      recording_.distortion[i] = Distortion(pass, plane);
+      if (pass == Pass::kRefinement) raw ? RefinementRaw(plane) : RefinementMq(plane);
+      if (pass == Pass::kCleanup) Cleanup(plane);
+      recording_.end[i] = out_ - recording_.decisions;
+    });
+  }
+
+ private:
+  template <bool kRaw>
+  HWY_INLINE Recorder<kRaw> Output(int plane) const {
+    return {sets_, plane, state_.groups(), out_};
+  }
+  ZMCJ_BIT_INSTRUCTIONS HWY_NOINLINE void SignificanceMq(int plane) {
+    auto io = Output<false>(plane);
+    SignificancePass(io, state_, causal_, zero_coding_);
+    out_ = io.out;
+  }
+  ZMCJ_BIT_INSTRUCTIONS HWY_NOINLINE void SignificanceRaw(int plane) {
+    auto io = Output<true>(plane);
+    SignificancePass(io, state_, causal_, zero_coding_);
+    out_ = io.out;
+  }
+  ZMCJ_BIT_INSTRUCTIONS HWY_NOINLINE void RefinementMq(int plane) {
+    auto io = Output<false>(plane);
+    RefinementPass(io, state_, causal_);
+    out_ = io.out;
+  }
+  ZMCJ_BIT_INSTRUCTIONS HWY_NOINLINE void RefinementRaw(int plane) {
+    auto io = Output<true>(plane);
+    RefinementPass(io, state_, causal_);
+    out_ = io.out;
+  }
+  ZMCJ_BIT_INSTRUCTIONS HWY_NOINLINE void Cleanup(int plane) {
+    auto io = Output<false>(plane);
+    CleanupPass(io, state_, causal_, zero_coding_);
+    if (job_.options & kSegmentationSymbols) {
+      for (const uint64_t bit : {1, 0, 1, 0}) io.Record(kUniform, bit);
+    }
+    out_ = io.out;
+  }
+
+  // Makes the sets of all groups; returns the number of planes.
+  ZMCJ_BIT_INSTRUCTIONS HWY_NOINLINE int Gather() {
+    const uint32_t mask = (1u << job_.magnitude_bits) - 1;
+    uint32_t any = 0;
+    uint32_t* words = job_.magnitudes;
+    for (int stripe = 0; stripe < state_.stripes(); ++stripe) {
+      const int top = stripe * kStripe, rows = std::min(kStripe, job_.size.height - top);
+      for (int g = 0; g < state_.groups(); ++g, words += kWords) {
+        const int left = g * kGroup, columns = std::min(kGroup, job_.size.width - left);
+        any |= GatherGroup(RowAt(job_.src, top, job_.src_step) + left, job_.src_step, columns, rows, mask, words);
+      }
+    }
+    const int planes = std::bit_width(any);
+    if (planes == 0) return 0;
+    for (uint32_t* group = job_.magnitudes; group < words; group += kWords) SplitIntoSets(group, planes);
+    return planes;
+  }
+
+  ZMCJ_BIT_INSTRUCTIONS HWY_NOINLINE double Distortion(Pass pass, int plane) const {
+    DistortionSums sums;
+    const uint64_t* sets = sets_;
+    const Group* const end = state_.GroupsOf(state_.stripes());
+    for (const Group* group = state_.GroupsOf(0); group < end; ++group, sets += 32) {
+      if (pass == Pass::kRefinement) {
+        const uint64_t all = group->significant & ~group->visited;
+        const uint64_t above = all & sets[plane], below = all & ~sets[plane];
+        sums.refined += std::popcount(all);
+        // Above the midpoint the lower bits are the distance, below it their difference to 2^plane.
+        sums.refined_distance +=
+            Sum(sets, plane, above) - Sum(sets, plane, below) + (int64_t{std::popcount(below)} << plane);
+      } else {
+        const uint64_t became =
+            pass == Pass::kSignificance ? group->significant & group->visited : sets[plane] & ~group->significant;
+        sums.became += std::popcount(became);
+        sums.became_magnitude += Sum(sets, plane + 1, became);
+      }
+    }
+    return sums.Reduction(plane);
+  }
+
+  // Of the lower `planes` bits of the samples in a set.
+  static HWY_INLINE int64_t Sum(const uint64_t* sets, int planes, uint64_t samples) {
+    int64_t sum = 0;
+    if (samples == 0) return 0;
+    for (int i = 0; i < planes; ++i) sum += int64_t{std::popcount(sets[i] & samples)} << i;
+    return sum;
+  }
+
+  const ModelJob& job_;
+  Recording& recording_;
+  BlockState state_;
+  uint64_t* sets_;
+  bool causal_;
+  const uint8_t* zero_coding_;
+  uint8_t* out_;
+};
+
+}  // namespace
+#endif
+}  // namespace zmcj::t1::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#endif  // ZMCJ_T1_MODEL_INL_H_
