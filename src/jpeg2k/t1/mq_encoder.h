@@ -52,23 +52,25 @@ inline __attribute__((always_inline)) uint8_t* EncodeDecisions(MqEncoder& encode
   for (const uint8_t* const end = decisions + n; decisions < end; ++decisions) {
     MqWord& context = contexts.word[*decisions >> 1];
     const MqWord word = context;
+    const MqWord after_mps = kMqWords[word >> 8 & 0xFF], after_lps = kMqWords[word >> 16 & 0xFF];
     const auto qe = static_cast<uint32_t>(word >> 48);
-    const bool less_probable = ((*decisions ^ word) & 1) != 0;
-    e.a -= qe;
-    // The smaller of the two parts belongs to the less probable symbol.
-    const bool lower = less_probable != (e.a < qe);
-    const bool settled = !less_probable && (e.a & 0x8000) != 0;
-    e.c += lower ? 0 : qe;
-    e.a = lower ? qe : e.a;
-    if (settled) continue;
-    context = kMqWords[word >> (less_probable ? 16 : 8) & 0xFF];
-    int shift = std::countl_zero(e.a) - 16;
-    e.a <<= shift;
-    while (shift >= e.ct) {
-      e.c <<= e.ct;
-      shift -= e.ct;
-      out = e.ByteOut(out);
-    }
+    const uint32_t less_probable = (*decisions ^ static_cast<uint32_t>(word)) & 1;
+    const uint32_t a = e.a - qe;
+    // The smaller of the two parts is the less probable symbol's; the one at the interval's lower end is Qe wide.
+    const uint32_t lower = 0 - (less_probable ^ static_cast<uint32_t>(a < qe));
+    const uint32_t part = a ^ ((a ^ qe) & lower);
+    e.c += qe & ~lower;
+    // The state moves on only with a renormalisation.
+    const MqWord settled = MqWord{0} - (part >> 15);
+    const MqWord unless_lps = after_mps ^ ((after_mps ^ word) & settled);
+    context = unless_lps ^ ((unless_lps ^ after_lps) & (MqWord{0} - less_probable));
+    int shift = std::countl_zero(part) - 16;
+    e.a = part << shift;
+    while (shift >= e.ct) [[unlikely]] {
+        e.c <<= e.ct;
+        shift -= e.ct;
+        out = e.ByteOut(out);
+      }
     e.c <<= shift;
     e.ct -= shift;
   }

@@ -35,6 +35,12 @@ struct MqRegisters {
   int left;  // bits fetched in advance
 };
 
+// Two words: returned in registers.
+struct Fetched {
+  Window c;
+  Window left;
+};
+
 // The segment behind the registers.
 class MqSource {
  public:
@@ -46,15 +52,14 @@ class MqSource {
     marker_ = false;
     const Window first = length < 1 ? 0 : Window{255u - data[0]} << kHigh;
     // The first fetch and the shift by 7 that make the registers of INITDEC.
-    MqRegisters r = Renormalise(first, 0, 7);
-    r.a = Window{0x8000} << kHigh;
-    return r;
+    const Fetched fetched = Renormalise(first, 0, 7);
+    return {Window{0x8000} << kHigh, fetched.c, static_cast<int>(fetched.left)};
   }
 
   // Shifts C by `shift`, more than the `left` bits at hand, and fetches. A byte goes in at the moment when the standard
   // fetches it or before: no comparison sees the bits below Chigh. But one of 0x80 and up behind 0xFF carries into bits
   // that have been fetched already: it has to wait until those are used up.
-  MqRegisters Renormalise(Window c, int left, int shift) {
+  HWY_NOINLINE Fetched Renormalise(Window c, int left, int shift) {
     c <<= left;
     shift -= left;
     left = 0;
@@ -67,7 +72,7 @@ class MqSource {
       left -= step;
       shift -= step;
     }
-    return {0, c, left};
+    return {c, static_cast<Window>(left)};
   }
 
   bool EndFault(const MqRegisters& r) const {
@@ -127,27 +132,30 @@ class MqSource {
 // One decision.
 HWY_INLINE uint32_t DecodeDecision(MqRegisters& r, MqSource& source, MqWord& context) {
   const MqWord word = context;
+  const MqWord after_mps = kMqWords[static_cast<size_t>(word >> 8 & 0xFF)];
+  const MqWord after_lps = kMqWords[static_cast<size_t>(word >> 16 & 0xFF)];
   const Window qe = static_cast<Window>(word >> 48) << kHigh;
   const Window a = r.a - qe;
   // All ones when the code lies in the lower part, which is Qe wide.
   const Window lower = Window{0} - static_cast<Window>(r.c >= a);
   const Window part = a ^ ((a ^ qe) & lower);
-  const auto less_probable = static_cast<uint32_t>((lower & 1) ^ static_cast<Window>(a < qe));
-  const int shift = LeadingZeros(part);
   const Window c = r.c - (a & lower);
-  // This word again, its successor after the more probable symbol, or after the less probable one.
-  const uint32_t successor = less_probable ? 16 : shift > 0 ? 8 : 0;
-  context = kMqWords[static_cast<size_t>(word >> successor & 0xFF)];
+  const Window less_probable = (lower & 1) ^ static_cast<Window>(a < qe);
+  // The state moves on only with a renormalisation.
+  const MqWord settled = MqWord{0} - static_cast<MqWord>(part >> (kWindowBits - 1));
+  const MqWord unless_lps = after_mps ^ ((after_mps ^ word) & settled);
+  context = unless_lps ^ ((unless_lps ^ after_lps) & (MqWord{0} - less_probable));
+  const int shift = LeadingZeros(part);
   r.a = part << shift;
   r.left -= shift;
   if (HWY_LIKELY(r.left >= 0)) {
     r.c = c << shift;
   } else {
-    const MqRegisters fresh = source.Renormalise(c, r.left + shift, shift);
-    r.c = fresh.c;
-    r.left = fresh.left;
+    const Fetched fetched = source.Renormalise(c, r.left + shift, shift);
+    r.c = fetched.c;
+    r.left = static_cast<int>(fetched.left);
   }
-  return static_cast<uint32_t>(word & 1) ^ less_probable;
+  return static_cast<uint32_t>((word ^ less_probable) & 1);
 }
 
 }  // namespace
