@@ -4,11 +4,11 @@
 // visited and refined, bit 4 * column + row, which is scan order. A pass walks through the ones of a word and takes no
 // branch for samples that it leaves out.
 //
-// Neighbourhoods, for the contexts: one 32-bit word per column of a stripe holds what its four samples' contexts depend
-// on. With rows 0 to 5 for the row above, the four samples and the row below:
-//   bit 3 * row + side    significant; sides 0 left column, 1 this column, 2 right column
-//   bit 18 + row          negative, this column
-//   bit 24 + row - 1      negative, left column, rows 1 to 4; bit 28 + row - 1: right column
+// Neighbourhoods, for the contexts: a column of a stripe has one 32-bit word and one byte of signs. With rows 0 to 5
+// for the row above, the four samples and the row below:
+//   word, bit 3 * row + side    significant; sides 0 left column, 1 this column, 2 right column
+//   signs, bit row              negative, this column
+// Signs stand apart so that a sample's context does not wait for the sign decoded just before: it needs none.
 #pragma once
 
 #include <array>
@@ -29,11 +29,6 @@ struct Group {
   uint64_t refined;
 };
 
-// Sample `row` of a column becomes significant: the changes to the words of its own stripe. Signs are 0 or 1.
-constexpr uint32_t MarkOwn(uint32_t row, uint32_t negative) { return 0x10u << 3 * row | negative << (19 + row); }
-constexpr uint32_t MarkLeft(uint32_t row, uint32_t negative) { return 0x20u << 3 * row | negative << (28 + row); }
-constexpr uint32_t MarkRight(uint32_t row, uint32_t negative) { return 0x08u << 3 * row | negative << (24 + row); }
-
 // Indexed by the word shifted right by three times the row, nine bits.
 constexpr auto MakeZeroCodingByColumn(Band band) {
   std::array<uint8_t, 512> table{};
@@ -48,26 +43,28 @@ inline constexpr std::array kZeroCodingByColumn = {MakeZeroCodingByColumn(Band::
                                                    MakeZeroCodingByColumn(Band::kHorizontallyHigh),
                                                    MakeZeroCodingByColumn(Band::kDiagonallyHigh)};
 
-// Significance of the sides at bits 1, 3, 5, 7 (above, left, right, below), their signs at bits 0, 4, 8, 2.
-constexpr uint32_t SignIndex(uint32_t word, uint32_t row) {
-  return (word >> 3 * row & 0xAA) | (word >> (18 + row) & 0x5) | (word >> (20 + row) & 0x110);
+// Significance of the sides at bits 1, 3, 5, 7 (above, left, right, below), their signs at bits 0, 4, 6, 2.
+constexpr uint32_t SignIndex(uint32_t word, const uint8_t* signs, uint32_t row) {
+  const uint32_t left = signs[-1], right = signs[1];
+  return (word >> 3 * row & 0xAA) | (uint32_t{signs[0]} >> row & 0x5) | (left >> (row + 1) & 1) << 4 |
+         (right >> (row + 1) & 1) << 6;
 }
 // The context, plus 128 where the decision is the sign's complement.
 inline constexpr auto kSignCodingByIndex = [] {
-  std::array<uint8_t, 512> table{};
-  for (uint32_t w = 0; w < 512; ++w) {
+  std::array<uint8_t, 256> table{};
+  for (uint32_t w = 0; w < 256; ++w) {
     const auto side = [w](int significant, int negative) {
       return static_cast<int>(w >> significant & 1) * (1 - 2 * static_cast<int>(w >> negative & 1));
     };
-    const SignContext sign = SignCodingContext(side(3, 4) + side(5, 8), side(1, 0) + side(7, 2));
+    const SignContext sign = SignCodingContext(side(3, 4) + side(5, 6), side(1, 0) + side(7, 2));
     table[w] = static_cast<uint8_t>(sign.context + 128 * sign.flip);
   }
   return table;
 }();
 
-// Where all this stands in a work buffer: the groups of all stripes, a row of words that takes what falls outside the
-// block, and a row of words per stripe with a guard word at either end. It needs no more than the size that is told for
-// the plain layout, even when an odd address costs 7 bytes: one row of words in place of two, and 24 bytes a group.
+// Where all this stands in a work buffer: the groups, then the words, then the signs, a guard column at either end of
+// each stripe of the latter two. A stripe takes less than the two rows of words that the plain layout needs for it,
+// with its guard rows making up for an odd address and for blocks of one stripe.
 class BlockState {
  public:
   BlockState(unsigned char* work, ZmciSize size)
@@ -75,22 +72,24 @@ class BlockState {
         stripes_((size.height - 1) / kStripe + 1),
         pitch_(ptrdiff_t{size.width} + 2),
         group_(reinterpret_cast<Group*>((reinterpret_cast<uintptr_t>(work) + 7) & ~uintptr_t{7})),
-        outside_(reinterpret_cast<uint32_t*>(group_ + ptrdiff_t{groups_} * stripes_)),
+        words_(reinterpret_cast<uint32_t*>(group_ + ptrdiff_t{groups_} * stripes_)),
+        signs_(reinterpret_cast<uint8_t*>(words_ + pitch_ * stripes_)),
         last_columns_(~uint64_t{0} >> 4 * (groups_ * int64_t{kGroup} - size.width)),
         last_rows_(kTopRow * ((1u << (size.height - (stripes_ - 1) * int64_t{kStripe})) - 1)) {}
 
   static constexpr int64_t Bytes(ZmciSize size) {
     const int64_t groups = (int64_t{size.width} + kGroup - 1) / kGroup;
     const int64_t stripes = (int64_t{size.height} + kStripe - 1) / kStripe;
-    return 7 + groups * stripes * int64_t{sizeof(Group)} + (stripes + 1) * (int64_t{size.width} + 2) * 4;
+    return 7 + stripes * (groups * int64_t{sizeof(Group)} + (int64_t{size.width} + 2) * 5);
   }
 
   int groups() const { return groups_; }
   int stripes() const { return stripes_; }
+  ptrdiff_t pitch() const { return pitch_; }
   Group* GroupsOf(int stripe) const { return group_ + ptrdiff_t{groups_} * stripe; }
-  // The word of column 0.
-  uint32_t* Words(int stripe) const { return Outside() + pitch_ * (ptrdiff_t{stripe} + 1); }
-  uint32_t* Outside() const { return outside_ + 1; }
+  // Of column 0.
+  uint32_t* Words(int stripe) const { return words_ + pitch_ * stripe + 1; }
+  uint8_t* Signs(int stripe) const { return signs_ + pitch_ * stripe + 1; }
   // The bits of a group that are samples of the block.
   uint64_t Samples(int stripe, int group) const {
     return (group == groups_ - 1 ? last_columns_ : ~uint64_t{0}) & (stripe == stripes_ - 1 ? last_rows_ : ~uint64_t{0});
@@ -99,9 +98,10 @@ class BlockState {
 
  private:
   int groups_, stripes_;
-  ptrdiff_t pitch_;
+  ptrdiff_t pitch_;  // columns
   Group* group_;
-  uint32_t* outside_;
+  uint32_t* words_;
+  uint8_t* signs_;
   uint64_t last_columns_, last_rows_;
 };
 

@@ -65,7 +65,7 @@ struct MqInput {
   HWY_INLINE uint32_t Zero(unsigned context, unsigned) { return Decode(context); }
   HWY_INLINE uint32_t Sign(unsigned entry, unsigned) { return Decode(entry & 127) ^ entry >> 7; }
   HWY_INLINE unsigned Run(unsigned) {
-    if (Decode(kRunLength) == 0) return kStripe;
+    if (DecodeLikelyDecision(registers, source, contexts[kRunLength]) == 0) return kStripe;
     const unsigned high = Decode(kUniform);
     return 2 * high + Decode(kUniform);
   }

@@ -158,6 +158,16 @@ HWY_INLINE uint32_t DecodeDecision(MqRegisters& r, MqSource& source, MqWord& con
   return static_cast<uint32_t>((word ^ less_probable) & 1);
 }
 
+// The same for a context whose more probable symbol is nearly certain: a branch that is nearly always foreseen.
+HWY_INLINE uint32_t DecodeLikelyDecision(MqRegisters& r, MqSource& source, MqWord& context) {
+  const Window a = r.a - (static_cast<Window>(context >> 48) << kHigh);
+  if (HWY_LIKELY(r.c < a && a >> (kWindowBits - 1) != 0)) {
+    r.a = a;
+    return static_cast<uint32_t>(context & 1);
+  }
+  return DecodeDecision(r, source, context);
+}
+
 }  // namespace
 #endif
 }  // namespace zmcj::t1::HWY_NAMESPACE

@@ -32,19 +32,28 @@ struct StripeView {
         // In causal formation the next stripe is not looked at, and this one does not report to the one before.
         below(stripe + 1 < s.stripes() && !causal ? s.GroupsOf(stripe + 1) : nullptr),
         count(s.groups()),
-        words(s.Words(stripe)) {
-    const ptrdiff_t outside = s.Outside() - words;
-    vertical[0] = stripe > 0 && !causal ? s.Words(stripe - 1) - words : outside;
-    vertical[1] = vertical[2] = outside;
-    vertical[3] = stripe + 1 < s.stripes() ? s.Words(stripe + 1) - words : outside;
+        words(s.Words(stripe)),
+        signs(s.Signs(stripe)) {
+    if (stripe > 0 && !causal) beyond[0] = {-s.pitch(), 1u << 15, 5, 1};
+    if (stripe + 1 < s.stripes()) beyond[3] = {s.pitch(), 1u, 0, 1};
   }
+
+  // What a sample reports beyond its stripe: row 0 to the stripe above, where it is row 5, row 3 to the stripe below,
+  // where it is row 0. The others report nothing to their own columns, which is faster than to ask for the row.
+  struct Beyond {
+    ptrdiff_t columns;
+    uint32_t mark;  // of the column to the right; the others follow
+    uint32_t sign_bit;
+    uint32_t sign_mask;
+  };
 
   Group* groups;
   const Group* above;
   const Group* below;
   int count;
   uint32_t* words;
-  ptrdiff_t vertical[4];  // to the words that a sample of a row reports to beyond its stripe
+  uint8_t* signs;
+  Beyond beyond[kStripe] = {};
 };
 
 // The vertical neighbours of group g's significant samples.
@@ -73,22 +82,25 @@ HWY_INLINE uint64_t LaterNeighbours(unsigned b) {
   return uint64_t{kOfRow[b & 3]} << (b & ~3u);
 }
 
-// The sample at bit b has become significant: its sign is coded and its neighbours told.
+// The sample at bit b has become significant: its neighbours are told, its sign is coded.
 template <class Io>
-HWY_INLINE void BecomeSignificant(Io& io, const StripeView& s, uint32_t* column, unsigned b) {
+HWY_INLINE void BecomeSignificant(Io& io, const StripeView& s, ptrdiff_t column, unsigned b) {
   const uint32_t row = b & 3;
-  const uint32_t negative = io.Sign(kSignCodingByIndex[SignIndex(*column, row)], b);
+  const StripeView::Beyond& beyond = s.beyond[row];
+  uint32_t* const words = s.words + column;
+  const uint32_t word = *words;
+  words[-1] |= 0x20u << 3 * row;
+  words[0] |= 0x10u << 3 * row;
+  words[1] |= 0x08u << 3 * row;
+  words[beyond.columns - 1] |= 4 * beyond.mark;
+  words[beyond.columns] |= 2 * beyond.mark;
+  words[beyond.columns + 1] |= beyond.mark;
+  uint8_t* const signs = s.signs + column;
+  const uint32_t negative = io.Sign(kSignCodingByIndex[SignIndex(word, signs, row)], b);
+  signs[0] = static_cast<uint8_t>(signs[0] | negative << (row + 1));
+  signs[beyond.columns] =
+      static_cast<uint8_t>(signs[beyond.columns] | (negative & beyond.sign_mask) << beyond.sign_bit);
   io.Became(b, negative);
-  column[-1] |= MarkLeft(row, negative);
-  column[0] |= MarkOwn(row, negative);
-  column[1] |= MarkRight(row, negative);
-  // Row 0 is the row below for the stripe above (its row 5), row 3 the row above for the stripe below (its row 0). Rows
-  // 1 and 2 report to nobody: what they write falls outside.
-  uint32_t* const beyond = column + s.vertical[row];
-  const uint32_t shift = row == 0 ? 15 : 0;
-  beyond[-1] |= 4u << shift;
-  beyond[0] |= 2u << shift | negative << (row == 0 ? 23 : 18);
-  beyond[1] |= 1u << shift;
 }
 
 template <class Io>
@@ -99,22 +111,20 @@ HWY_INLINE void SignificancePass(Io& io, const BlockState& state, bool causal, c
       Group& group = s.groups[g];
       const uint64_t insignificant = ~group.significant & state.Samples(stripe, g);
       uint64_t todo = Neighbours(s, g) & insignificant;
-      uint64_t visited = 0, became = 0;
-      if (todo != 0) io.Enter(stripe, g);
-      uint32_t* const words = s.words + ptrdiff_t{g} * kGroup;
-      while (todo != 0) {
+      group.visited = todo;
+      if (todo == 0) continue;
+      io.Enter(stripe, g);
+      for (; todo != 0;) {
         const auto b = static_cast<unsigned>(std::countr_zero(todo));
+        const ptrdiff_t column = ptrdiff_t{g} * kGroup + (b >> 2);
         const uint64_t bit = todo & (0 - todo);
         todo ^= bit;
-        visited |= bit;
-        uint32_t* const column = words + (b >> 2);
-        if (io.Zero(zero_coding[*column >> 3 * (b & 3) & 0x1FF], b) == 0) continue;
+        if (io.Zero(zero_coding[s.words[column] >> 3 * (b & 3) & 0x1FF], b) == 0) continue;
         BecomeSignificant(io, s, column, b);
-        became |= bit;
+        group.significant |= bit;
         todo |= LaterNeighbours(b) & insignificant;
+        group.visited |= todo;
       }
-      group.significant |= became;
-      group.visited = visited;
     }
   }
 }
@@ -150,7 +160,6 @@ HWY_INLINE void CleanupPass(Io& io, const BlockState& state, bool causal, const 
       group.visited = 0;
       if (open == 0) continue;
       io.Enter(stripe, g);
-      uint32_t* const words = s.words + ptrdiff_t{g} * kGroup;
       // The columns, by their top bit, that are one run: all four samples open, and nothing significant near.
       uint64_t runs = 0;
       if (full) {
@@ -160,28 +169,26 @@ HWY_INLINE void CleanupPass(Io& io, const BlockState& state, bool causal, const 
       }
       // One bit for each run, one for each sample outside runs.
       uint64_t todo = open & ~(runs << 1 | runs << 2 | runs << 3);
-      uint64_t became = 0;
       while (todo != 0) {
         auto b = static_cast<unsigned>(std::countr_zero(todo));
         const uint64_t bit = todo & (0 - todo);
         todo ^= bit;
-        uint32_t* const column = words + (b >> 2);
+        const ptrdiff_t column = ptrdiff_t{g} * kGroup + (b >> 2);
         if (runs & bit) {
           const unsigned row = io.Run(b);
           if (row == 4) continue;
           todo |= (bit << 4) - (bit << 1 << row);
           b += row;
-        } else if (io.Zero(zero_coding[*column >> 3 * (b & 3) & 0x1FF], b) == 0) {
+        } else if (io.Zero(zero_coding[s.words[column] >> 3 * (b & 3) & 0x1FF], b) == 0) {
           continue;
         }
         BecomeSignificant(io, s, column, b);
-        became |= uint64_t{1} << b;
+        group.significant |= uint64_t{1} << b;
         // The next column is no run any more.
         const uint64_t next = runs & uint64_t{16} << (b & ~3u);
         runs ^= next;
         todo |= next * 15;
       }
-      group.significant |= became;
     }
   }
 }
