@@ -33,7 +33,6 @@ auto Naming(const std::string& path, Work work) {
 void AddJpegEncodeOptions(CLI::App& command, JpegEncodeOptions& options) {
   using jpeg::Sampling, jpeg::Subsampling;
   jpeg::EncodeOptions& encode = options.encode;
-  command.add_option("-q,--quality", encode.quality, "JPEG: 75 if not given")->check(CLI::Range(1, 100));
   AddChoice<Sampling>(
       command, "--sampling", encode.sampling,
       {{"444", Sampling::k444}, {"422", Sampling::k422}, {"420", Sampling::k420}, {"grey", Sampling::kGrey}},
