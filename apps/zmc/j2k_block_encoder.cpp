@@ -15,17 +15,6 @@ void QuantiseRow(const int32_t* from, int64_t width, float scale, int32_t* to) {
   for (int64_t x = 0; x < width; ++x) to[x] = static_cast<int32_t>(static_cast<float>(from[x]) * scale);
 }
 
-// The squared error, in quantiser steps, of a decoder that takes the middle of each interval.
-double QuantisationError(const int32_t* from, int64_t width, float scale) {
-  double sum = 0;
-  for (int64_t x = 0; x < width; ++x) {
-    const float value = std::abs(static_cast<float>(from[x])) * scale;
-    const float middle = value < 1 ? 0 : std::floor(value) + 0.5f;
-    sum += static_cast<double>((value - middle) * (value - middle));
-  }
-  return sum;
-}
-
 }  // namespace
 
 BlockEncoder::~BlockEncoder() {
@@ -52,11 +41,8 @@ void BlockEncoder::Encode(const Plane& plane, const BlockEncoding& encoding, Enc
   if (encoding.scale > 0) {
     quantised_.resize(static_cast<size_t>(size.width) * static_cast<size_t>(size.height));
     const auto scale = static_cast<float>(std::ldexp(encoding.scale, -encoding.dropped_planes));
-    block.quantisation_error = 0;
     for (int64_t i = 0; i < size.height; ++i) {
-      const int32_t* row = samples + i * plane.width;
-      QuantiseRow(row, size.width, scale, quantised_.data() + i * size.width);
-      if (encoding.measure_error) block.quantisation_error += weight * QuantisationError(row, size.width, scale);
+      QuantiseRow(samples + i * plane.width, size.width, scale, quantised_.data() + i * size.width);
     }
     samples = quantised_.data();
     step = size.width * 4;

@@ -14,7 +14,6 @@ struct EncodedBlock {
   const Band* band = nullptr;
   Rect rect;
   int zero_planes = 0;
-  double quantisation_error = 0;  // squared error in the picture that remains when all passes are decoded
   std::vector<uint8_t> bytes;
   struct Pass {
     uint32_t length;    // of the codeword up to and with this pass
@@ -31,8 +30,7 @@ struct BlockEncoding {
   int style = 0;           // sum of BlockStyle
   double scale = 0;        // from the plane's integers to quantiser steps; 0: they are coded as they are
   int dropped_planes = 0;  // the lowest bit-planes, which are not worth coding at this rate
-  bool measure_error = false;
-  double weight = 1;  // squared error in the picture of one squared quantiser step
+  double weight = 1;       // squared error in the picture of one squared quantiser step
 };
 
 // Keeps the library's handle of one thread.

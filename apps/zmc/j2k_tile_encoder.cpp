@@ -4,7 +4,9 @@
 #include <array>
 #include <bit>
 #include <cmath>
+#include <mutex>
 
+#include "j2k_block_decoder.h"
 #include "j2k_parallel.h"
 #include "j2k_rate.h"
 #include "j2k_wavelet.h"
@@ -66,6 +68,8 @@ class TileEncoder {
   void EncodeBlocks(double threshold);
   Packets FillLayers(RateControl& control, const std::vector<int64_t>& targets);
   Packets ForRates(int64_t header_bytes);
+  BlockInput Truncated(const EncodedBlock& block) const;
+  double RemainingError() const;
   Packets ForQuality();
 
   const PictureFormat& format_;
@@ -95,6 +99,20 @@ void ForwardIrreversibleColour(int32_t* c0, int32_t* c1, int32_t* c2, int64_t wi
     c1[x] = static_cast<int32_t>(-0.168736f * r - 0.331264f * g + 0.5f * b);
     c2[x] = static_cast<int32_t>(0.5f * r - 0.418688f * g - 0.081312f * b);
   }
+}
+
+double SquaredDifference(const EncodedBlock& block, const Plane& a, const Plane& b) {
+  const Band& band = *block.band;
+  const int64_t x = band.plane_x + block.rect.x0 - band.rect.x0;
+  const int64_t y = band.plane_y + block.rect.y0 - band.rect.y0;
+  double sum = 0;
+  for (int64_t i = y; i < y + block.rect.height(); ++i) {
+    for (int64_t j = x; j < x + block.rect.width(); ++j) {
+      const double difference = static_cast<double>(a.Row(i)[j]) - b.Row(i)[j];
+      sum += difference * difference;
+    }
+  }
+  return sum;
 }
 
 void TileEncoder::LoadRow(const uint8_t* from, int64_t y) {
@@ -166,7 +184,6 @@ void TileEncoder::EncodeBlocks(double threshold) {
       encoding.scale = std::ldexp(1 / band.step, -fraction_bits_);
       encoding.weight = error * error;
       encoding.dropped_planes = std::max(0, static_cast<int>(std::floor(std::log2(threshold / error))));
-      encoding.measure_error = options_.quality > 0;
     }
     encoder.Encode(planes_[static_cast<size_t>(band.component)], encoding, block);
     if (advance_ && first_round_) advance_(block.rect.area());
@@ -207,10 +224,10 @@ double TileEncoder::ThresholdForRate(int64_t bytes) const {
   return std::ldexp(1.0, exponent + 1 - kExponentBias);
 }
 
-// Coefficients below the threshold are lost, others known to half of it.
+// Coefficients below the threshold are lost, others known to half of it; one plane more leaves a choice.
 double TileEncoder::ThresholdForError(double error) const {
   const double coefficients = static_cast<double>(tile_.rect.area()) * format_.channels;
-  return std::exp2(std::floor(std::log2(std::sqrt(3 * error / coefficients))));
+  return std::exp2(std::floor(std::log2(std::sqrt(3 * error / coefficients))) - 1);
 }
 
 // Headers of packets take from the layers' bytes what they need. It is known when they are written, so: until it fits.
@@ -248,18 +265,60 @@ Packets TileEncoder::ForRates(int64_t header_bytes) {
   }
 }
 
+// What a decoder gets of a block.
+BlockInput TileEncoder::Truncated(const EncodedBlock& block) const {
+  BlockInput input;
+  input.band = block.band;
+  input.rect = block.rect;
+  input.planes = block.band->planes - block.zero_planes;
+  input.passes = block.layer_ends.back();
+  input.chunks = {Bytes(block.bytes).first(block.Length(input.passes))};
+  for (int pass = 0, end; pass < input.passes; pass = end) {
+    end = std::min(input.passes, SegmentEnd(options_.style, pass));
+    input.segment_lengths.push_back(block.Length(end) - block.Length(pass));
+  }
+  return input;
+}
+
+// The squared error in the picture when the layers so far are decoded.
+double TileEncoder::RemainingError() const {
+  double sum = 0;
+  for (const Plane& plane : planes_) {
+    const auto component = static_cast<int>(&plane - planes_.data());
+    Plane decoded(plane.width, plane.height);
+    std::mutex mutex;
+    ParallelFor(static_cast<int64_t>(blocks_.size()), [&](int64_t i) {
+      thread_local BlockDecoder decoder;
+      const EncodedBlock& block = blocks_[static_cast<size_t>(i)];
+      if (block.band->component != component) return;
+      decoder.Decode(Truncated(block), parameters_.components[static_cast<size_t>(component)], fraction_bits_, decoded);
+      const double error = std::ldexp(Norm(*block.band), -fraction_bits_);
+      const double squares = error * error * SquaredDifference(block, plane, decoded);
+      const std::lock_guard lock(mutex);
+      sum += squares;
+    });
+  }
+  return sum;
+}
+
 Packets TileEncoder::ForQuality() {
   const double peak = (1 << format_.bits) - 1;
   const double samples = static_cast<double>(tile_.rect.area()) * format_.channels;
-  const double allowed = samples * peak * peak / std::pow(10, options_.quality / 10);
+  const double error = peak * peak / std::pow(10, options_.quality / 10);
+  // Rounding to whole grey levels adds its own, as long as there are errors to round.
+  const double allowed = samples * std::max(error - 1.0 / 12, error / 4);
   for (double threshold = ThresholdForError(allowed);; threshold /= 2) {
     EncodeBlocks(threshold);
     RateControl control(blocks_);
-    double lost = 0;
-    for (const EncodedBlock& block : blocks_) lost += block.quantisation_error;
-    if (lost > allowed && threshold >= kBaseStep / 64) continue;
-    control.FillToDistortion(0, control.TotalDistortion() + lost - allowed);
-    return WritePackets(tile_, parameters_, blocks_);
+    // The passes' distortions do not know what the quantiser has lost: the error is measured, and the cut corrected.
+    double wanted = control.TotalDistortion() - allowed, excess = 0;
+    for (int round = 0; round < 4; ++round) {
+      control.FillToDistortion(0, wanted);
+      excess = RemainingError() - allowed;
+      if (std::abs(excess) < 0.01 * allowed) break;
+      wanted += excess;
+    }
+    if (excess <= 0.01 * allowed || threshold < kBaseStep / 64) return WritePackets(tile_, parameters_, blocks_);
   }
 }
 
