@@ -87,6 +87,11 @@ Output::Output(const ImageSize& size, const Container& container, int reduce, co
     const auto column = static_cast<size_t>(source.palette_column);
     bits = std::max(bits, source.palette_column < 0 ? c.bits : container.palette.bits[column]);
   }
+  // A bare codestream does not say, but only YCC is worth sub-sampling.
+  const auto& components = size.components;
+  const bool subsampled = components.size() >= 3 && components[0].dx == 1 && components[1].dx > 1;
+  ycc_ = channels_.size() >= 3 && (container.colour == Container::Colour::kYcc ||
+                                   (container.colour == Container::Colour::kUnknown && subsampled));
   area_ = Grid(size.image);
   if (region) {
     const int64_t x = CeilDiv(size.image.x0, dx_), y = CeilDiv(size.image.y0, dy_);
@@ -202,7 +207,7 @@ void Output::WriteRow(const DecodedTile& tile, int64_t y, void* to, Scratch& scr
     LoadChannel(tile, channels_[i], area, scratch, row.data());
     channels.push_back(row.data());
   }
-  if (container_.colour == Container::Colour::kYcc && channels.size() >= 3) {
+  if (ycc_) {
     auto* rows = &scratch[tile.planes.size()];
     YccToRgb(area.width(), rows[0].data(), rows[1].data(), rows[2].data());
   }

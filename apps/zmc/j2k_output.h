@@ -48,6 +48,7 @@ class Output {
   int dx_ = 255, dy_ = 255;  // of the output grid: the finest of the shown components
   std::vector<ChannelSource> channels_;
   std::vector<char> shown_;
+  bool ycc_ = false;
   Rect area_;
   PictureFormat format_;
 };

@@ -4,7 +4,7 @@
 #include <array>
 #include <bit>
 #include <cmath>
-#include <mutex>
+#include <functional>
 
 #include "j2k_block_decoder.h"
 #include "j2k_parallel.h"
@@ -101,16 +101,13 @@ void ForwardIrreversibleColour(int32_t* c0, int32_t* c1, int32_t* c2, int64_t wi
   }
 }
 
-double SquaredDifference(const EncodedBlock& block, const Plane& a, const Plane& b) {
-  const Band& band = *block.band;
-  const int64_t x = band.plane_x + block.rect.x0 - band.rect.x0;
-  const int64_t y = band.plane_y + block.rect.y0 - band.rect.y0;
+// Of red, green and blue, from the errors of Y, Cb and Cr: the inverse transform is linear.
+double SquaredColourError(const std::vector<int32_t>& y, const std::vector<int32_t>& cb,
+                          const std::vector<int32_t>& cr) {
   double sum = 0;
-  for (int64_t i = y; i < y + block.rect.height(); ++i) {
-    for (int64_t j = x; j < x + block.rect.width(); ++j) {
-      const double difference = static_cast<double>(a.Row(i)[j]) - b.Row(i)[j];
-      sum += difference * difference;
-    }
+  for (size_t i = 0; i < y.size(); ++i) {
+    const double r = y[i] + 1.402 * cr[i], g = y[i] - 0.344136 * cb[i] - 0.714136 * cr[i], b = y[i] + 1.772 * cb[i];
+    sum += r * r + g * g + b * b;
   }
   return sum;
 }
@@ -280,25 +277,32 @@ BlockInput TileEncoder::Truncated(const EncodedBlock& block) const {
   return input;
 }
 
-// The squared error in the picture when the layers so far are decoded.
+// The squared error of the picture when the layers so far are decoded.
 double TileEncoder::RemainingError() const {
+  std::vector<Plane> errors;
+  for (const Plane& plane : planes_) errors.emplace_back(plane.width, plane.height);
+  ParallelFor(static_cast<int64_t>(blocks_.size()), [&](int64_t i) {
+    thread_local BlockDecoder decoder;
+    const EncodedBlock& block = blocks_[static_cast<size_t>(i)];
+    const auto c = static_cast<size_t>(block.band->component);
+    decoder.Decode(Truncated(block), parameters_.components[c], fraction_bits_, errors[c]);
+  });
+  ParallelFor(static_cast<int64_t>(errors.size()), [&](int64_t i) {
+    const auto c = static_cast<size_t>(i);
+    std::transform(errors[c].samples.begin(), errors[c].samples.end(), planes_[c].samples.begin(),
+                   errors[c].samples.begin(), std::minus<>());
+    InverseWavelet(tile_.components[c], tile_.components[c].levels(), errors[c]);
+  });
   double sum = 0;
-  for (const Plane& plane : planes_) {
-    const auto component = static_cast<int>(&plane - planes_.data());
-    Plane decoded(plane.width, plane.height);
-    std::mutex mutex;
-    ParallelFor(static_cast<int64_t>(blocks_.size()), [&](int64_t i) {
-      thread_local BlockDecoder decoder;
-      const EncodedBlock& block = blocks_[static_cast<size_t>(i)];
-      if (block.band->component != component) return;
-      decoder.Decode(Truncated(block), parameters_.components[static_cast<size_t>(component)], fraction_bits_, decoded);
-      const double error = std::ldexp(Norm(*block.band), -fraction_bits_);
-      const double squares = error * error * SquaredDifference(block, plane, decoded);
-      const std::lock_guard lock(mutex);
-      sum += squares;
-    });
+  size_t c = 0;
+  if (parameters_.colour_transform) {
+    sum = SquaredColourError(errors[0].samples, errors[1].samples, errors[2].samples);
+    c = 3;
   }
-  return sum;
+  for (; c < errors.size(); ++c) {
+    for (const int32_t e : errors[c].samples) sum += static_cast<double>(e) * e;
+  }
+  return std::ldexp(sum, -2 * fraction_bits_);
 }
 
 Packets TileEncoder::ForQuality() {

@@ -30,8 +30,8 @@ picture() {
 
 # far A B: the largest difference of two PPM or PGM files' samples and the mean square, "size" if their sizes differ.
 far() {
-  perl -e 'sub rd { local $/; open my $f, "<:raw", $_[0] or die; my $d = <$f>; $d =~ s/^(P\d)\s+(\d+)\s+(\d+)\s+\d+\s//s;
-      return ("$1 $2 $3", unpack("C*", $d)) }
+  perl -e 'sub rd { local $/; open my $f, "<:raw", $_[0] or die; my $d = <$f>; my $gap = qr/(?:\s|#[^\n]*\n)+/;
+      $d =~ s/^(P\d)$gap(\d+)$gap(\d+)$gap(\d+)\s//s; return ("$1 $2 $3", unpack($4 > 255 ? "n*" : "C*", $d)) }
     my @a = rd($ARGV[0]); my @b = rd($ARGV[1]); my ($most, $sum) = (0, 0);
     if ($a[0] ne $b[0] || @a != @b) { print "size\n"; exit }
     for my $i (1 .. $#a) { my $d = abs($a[$i] - $b[$i]); $most = $d if $d > $most; $sum += $d * $d }
