@@ -1,0 +1,84 @@
+// Whole pictures through the JPEG 2000 codec of zmc and through the peer's, memory to memory, one thread each.
+#include <cmath>
+#include <cstring>
+
+#include "j2k_decoder.h"
+#include "j2k_encoder.h"
+#include "j2k_peer.h"
+#include "ratio.h"
+
+#ifdef _OPENMP
+#include <omp.h>
+#endif
+
+namespace zmcj::bench {
+namespace {
+
+constexpr int kWidth = 1024, kHeight = 768;
+constexpr double kPixels = kWidth * kHeight;
+
+// Shading, edges, texture, and noise as a sensor gives it.
+std::vector<uint8_t> SyntheticPhotograph() {
+  std::vector<uint8_t> rgb;
+  uint32_t noise = 1;
+  for (int y = 0; y < kHeight; ++y) {
+    for (int x = 0; x < kWidth; ++x) {
+      for (int c = 0; c < 3; ++c) {
+        double v = 128 + 60 * std::sin(x * 0.013 + c) + 40 * std::cos(y * 0.021 - c * 0.7);
+        const double dx = x - kWidth * 0.4, dy = y - kHeight * 0.6;
+        if (dx * dx + dy * dy < kPixels * 0.04) v = 190 - 30 * c + 12 * std::sin(x * 0.7) * std::sin(y * 0.5);
+        if ((x / 37 + y / 29) % 7 == 0) v = 255 - v * 0.6;
+        noise = noise * 1664525 + 1013904223;
+        v += ((noise >> 16 & 255) + (noise >> 24) - 255) / 100.0;
+        rgb.push_back(static_cast<uint8_t>(std::fmin(255, std::fmax(0, v))));
+      }
+    }
+  }
+  return rgb;
+}
+
+std::vector<uint8_t> Encode(const std::vector<uint8_t>& rgb, double rate) {
+  zmc::j2k::EncodeOptions options;
+  if (rate > 0) options.rates = {rate};
+  zmc::j2k::MemorySink sink;
+  const uint8_t* next = rgb.data();
+  const zmc::PictureFormat format = {kWidth, kHeight, 3, 8};
+  zmc::j2k::Encode(
+      format,
+      [&](void* row) {
+        std::memcpy(row, next, kWidth * 3);
+        next += kWidth * 3;
+      },
+      options, sink);
+  return std::move(sink.bytes);
+}
+
+void Decode(const std::vector<uint8_t>& file, std::vector<uint8_t>& rgb) {
+  zmc::j2k::Decoder decoder(file, {});
+  rgb.clear();
+  decoder.Decode([&](const void* row) {
+    const auto* from = static_cast<const uint8_t*>(row);
+    rgb.insert(rgb.end(), from, from + kWidth * 3);
+  });
+}
+
+const Suite suite("jpeg 2000 codec", [](std::vector<Row>& rows) {
+#ifdef _OPENMP
+  omp_set_num_threads(1);
+#endif
+  static const std::vector<uint8_t> rgb = SyntheticPhotograph();
+  static std::vector<uint8_t> lossless = J2kPeer::Encode(rgb, kWidth, kHeight, 0, 1);
+  static std::vector<uint8_t> lossy = J2kPeer::Encode(rgb, kWidth, kHeight, 1, 1);
+  static std::vector<uint8_t> out, peer_out;
+  rows.push_back({"decode RGB, lossless", "px", kPixels, 1.6, [] { Decode(lossless, out); }, "openjp2",
+                  [] { J2kPeer::Decode(lossless, peer_out, 1); }});
+  rows.push_back({"decode RGB, 1 bit/px", "px", kPixels, 1.6, [] { Decode(lossy, out); }, "openjp2",
+                  [] { J2kPeer::Decode(lossy, peer_out, 1); }});
+  rows.push_back({"encode RGB, lossless", "px", kPixels, 1.6, [] { Keep(Encode(rgb, 0).data()); }, "openjp2",
+                  [] { Keep(J2kPeer::Encode(rgb, kWidth, kHeight, 0, 1).data()); }});
+  rows.push_back({"encode RGB, 1 bit/px", "px", kPixels, 2.0, [] { Keep(Encode(rgb, 1).data()); }, "openjp2",
+                  [] { Keep(J2kPeer::Encode(rgb, kWidth, kHeight, 1, 1).data()); }});
+});
+
+}  // namespace
+}  // namespace zmcj::bench
