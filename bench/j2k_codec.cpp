@@ -37,7 +37,20 @@ std::vector<uint8_t> SyntheticPhotograph() {
   return rgb;
 }
 
+// The peer gets one thread as well.
+class OneThread {
+ public:
+#ifdef _OPENMP
+  OneThread() : threads_(omp_get_max_threads()) { omp_set_num_threads(1); }
+  ~OneThread() { omp_set_num_threads(threads_); }
+
+ private:
+  int threads_;
+#endif
+};
+
 std::vector<uint8_t> Encode(const std::vector<uint8_t>& rgb, double rate) {
+  const OneThread one_thread;
   zmc::j2k::EncodeOptions options;
   if (rate > 0) options.rates = {rate};
   zmc::j2k::MemorySink sink;
@@ -54,6 +67,7 @@ std::vector<uint8_t> Encode(const std::vector<uint8_t>& rgb, double rate) {
 }
 
 void Decode(const std::vector<uint8_t>& file, std::vector<uint8_t>& rgb) {
+  const OneThread one_thread;
   zmc::j2k::Decoder decoder(file, {});
   rgb.clear();
   decoder.Decode([&](const void* row) {
@@ -63,9 +77,6 @@ void Decode(const std::vector<uint8_t>& file, std::vector<uint8_t>& rgb) {
 }
 
 const Suite suite("jpeg 2000 codec", [](std::vector<Row>& rows) {
-#ifdef _OPENMP
-  omp_set_num_threads(1);
-#endif
   static const std::vector<uint8_t> rgb = SyntheticPhotograph();
   static std::vector<uint8_t> lossless = J2kPeer::Encode(rgb, kWidth, kHeight, 0, 1);
   static std::vector<uint8_t> lossy = J2kPeer::Encode(rgb, kWidth, kHeight, 1, 1);

@@ -218,9 +218,7 @@ void IndexTileParts(Bytes data, size_t position, Codestream& c) {
         return;
       }
       if (segment.U16() == kSOD) break;
-      if (segment.left() < 2) continue;
-      at += 2 + static_cast<size_t>(std::max(2, segment.U16()));
-      if (at > size) at = size;
+      at = segment.left() < 2 ? size : std::min(size, at + 2 + static_cast<size_t>(std::max(2, segment.U16())));
     }
     TilePart part;
     part.header = data.subspan(position + 12, at - 12);

@@ -14,8 +14,11 @@ namespace {
 
 constexpr int64_t kStepsPerTile = 256;
 constexpr int64_t kSamplesPerByte = 4096;
-constexpr int64_t kFreePrecincts = 1 << 18;
-constexpr int64_t kPrecinctsPerByte = 16;
+
+TileLimits LimitsFor(size_t bytes) {
+  const int64_t n = (int64_t{1} << 18) + 16 * static_cast<int64_t>(bytes);
+  return {n, n};
+}
 
 void CheckSize(const ImageSize& size, const PictureFormat& format, size_t bytes, int64_t free_samples) {
   const int64_t limit = free_samples + kSamplesPerByte * static_cast<int64_t>(bytes);
@@ -61,12 +64,15 @@ void Decoder::DecodeTile(int64_t column, int64_t row, const Rect& band, uint8_t*
   const Rect area = output_.TileArea(out.rect);
   if (area.empty()) return;
   const auto& parts = codestream_.tiles[static_cast<size_t>(row * size.TilesWide() + column)];
+  if (parts.empty()) {
+    *report = "it is missing";
+    return;
+  }
   std::vector<uint8_t> packet_headers;
   out.parameters = ReadTileHeaders(codestream_, parts, &packet_headers);
   size_t bytes = packet_headers.size();
   for (const TilePart& part : parts) bytes += part.body.size();
-  Tile tile(size, out.parameters, out.rect, kFreePrecincts + kPrecinctsPerByte * static_cast<int64_t>(bytes));
-  if (parts.empty()) *report = "it is missing";
+  Tile tile(size, out.parameters, out.rect, LimitsFor(bytes));
 
   const PacketLimits limits = {options_.layers, options_.reduce};
   const std::vector<BlockInput> blocks = ReadPackets(tile, out.parameters, parts, packet_headers, limits, report);

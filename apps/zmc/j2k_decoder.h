@@ -14,9 +14,9 @@ struct DecodeOptions {
   int reduce = 0;              // resolutions to leave out
   int layers = 65535;          // quality layers to decode
   std::optional<Rect> region;  // in pixels of the whole picture at full resolution
-  // A picture of more samples than this needs a file of at least a byte for every 4096 further samples; likewise its
-  // tiles may not divide into more than 2^18 precincts and 16 for every byte. This bounds memory and time on files
-  // that claim the impossible.
+  // A picture of more samples than this needs a file of at least a byte for every 4096 further ones. Likewise a tile
+  // divides into at most 2^18 precincts, and its components into as many code-blocks, and 16 more for every byte. This
+  // bounds memory and time on files that claim the impossible.
   int64_t free_samples = int64_t{1} << 27;
 };
 

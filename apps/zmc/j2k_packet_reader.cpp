@@ -24,6 +24,9 @@ class PacketReader {
                const PacketLimits& limits)
       : tile_(tile), parameters_(parameters), parts_(parts), headers_(packet_headers), limits_(limits) {
     packed_ = !headers_.empty();
+    size_t bytes = headers_.size();
+    for (const TilePart& part : parts) bytes += part.body.size();
+    visits_left_ = (int64_t{1} << 24) + 256 * static_cast<int64_t>(bytes);
   }
 
   // False when the data has ended.
@@ -62,6 +65,8 @@ class PacketReader {
       TileComponent& component = tile_.components[static_cast<size_t>(place.component)];
       const int style = component.parameters().coding.style;
       for (PrecinctBand& part : component.PrecinctAt(place.resolution, place.precinct).bands) {
+        visits_left_ -= static_cast<int64_t>(part.blocks.size());
+        if (visits_left_ < 0) throw Failure("too many packets with nothing in them");
         for (size_t i = 0; i < part.blocks.size(); ++i) ReadBlockHeader(bits, part, i, style, place.layer);
       }
     }
@@ -130,6 +135,7 @@ class PacketReader {
   size_t next_part_ = 0;
   bool packed_ = false;
   PacketLimits limits_;
+  int64_t visits_left_;  // a header of one byte may stand for any number of blocks: bounds the time
   std::vector<Piece> pieces_;
   std::vector<BlockInput> blocks_;
 };

@@ -13,7 +13,9 @@ template <typename Body>
 void ParallelFor(int64_t count, const Body& body) {
   std::exception_ptr failure;
   std::mutex mutex;
+#ifdef _OPENMP
 #pragma omp parallel for schedule(dynamic) if (count > 1)
+#endif
   for (int64_t i = 0; i < count; ++i) {
     try {
       body(i);

@@ -27,8 +27,11 @@ int BandGain(Orientation orientation) { return orientation == kLL ? 0 : orientat
 }  // namespace
 
 TileComponent::TileComponent(const ImageSize& size, const ComponentParameters& parameters, const Rect& tile,
-                             int component)
-    : parameters_(parameters), sampling_(size.components[static_cast<size_t>(component)]), tile_(tile) {
+                             int component, int64_t max_blocks)
+    : parameters_(parameters),
+      sampling_(size.components[static_cast<size_t>(component)]),
+      tile_(tile),
+      blocks_left_(max_blocks) {
   rect = {CeilDiv(tile.x0, sampling_.dx), CeilDiv(tile.y0, sampling_.dy), CeilDiv(tile.x1, sampling_.dx),
           CeilDiv(tile.y1, sampling_.dy)};
   const CodingStyle& coding = parameters.coding;
@@ -90,6 +93,8 @@ Precinct& TileComponent::PrecinctAt(int r, int64_t index) {
       const int64_t x0 = cover.x0 >> bx, y0 = cover.y0 >> by;
       part.blocks_wide = static_cast<int>(CeilShift(cover.x1, bx) - x0);
       part.blocks_high = static_cast<int>(CeilShift(cover.y1, by) - y0);
+      blocks_left_ -= int64_t{part.blocks_wide} * part.blocks_high;
+      if (blocks_left_ < 0) throw Failure("JPEG 2000: more code-blocks than the data can hold");
       for (int64_t y = y0; y < y0 + part.blocks_high; ++y) {
         for (int64_t x = x0; x < x0 + part.blocks_wide; ++x) {
           CodeBlock block;
@@ -119,13 +124,13 @@ int64_t TileComponent::PrecinctY(int r, int64_t index) const {
   return y < resolution.rect.y0 ? tile_.y0 : (y << (levels() - r)) * sampling_.dy;
 }
 
-Tile::Tile(const ImageSize& size, const TileParameters& parameters, const Rect& tile_rect, int64_t max_precincts)
+Tile::Tile(const ImageSize& size, const TileParameters& parameters, const Rect& tile_rect, const TileLimits& limits)
     : rect(tile_rect) {
   int64_t precincts = 0;
   for (size_t c = 0; c < size.components.size(); ++c) {
-    components.emplace_back(size, parameters.components[c], tile_rect, static_cast<int>(c));
+    components.emplace_back(size, parameters.components[c], tile_rect, static_cast<int>(c), limits.blocks);
     precincts += components.back().PrecinctCount();
-    if (precincts > max_precincts) throw Failure("JPEG 2000: more precincts than the data can hold");
+    if (precincts > limits.precincts) throw Failure("JPEG 2000: more precincts than the data can hold");
   }
   for (TileComponent& component : components) {
     for (Resolution& r : component.resolutions) {

@@ -54,9 +54,16 @@ struct Resolution {
   std::vector<int> layers_done;                      // by precinct: packets read or written
 };
 
+// A codestream of a few bytes may claim billions of precincts or blocks: beyond these numbers they are a Failure.
+struct TileLimits {
+  int64_t precincts = INT64_MAX;
+  int64_t blocks = INT64_MAX;  // of a component
+};
+
 class TileComponent {
  public:
-  TileComponent(const ImageSize& size, const ComponentParameters& parameters, const Rect& tile, int component);
+  TileComponent(const ImageSize& size, const ComponentParameters& parameters, const Rect& tile, int component,
+                int64_t max_blocks);
 
   const ComponentParameters& parameters() const { return parameters_; }
   int levels() const { return parameters_.coding.levels; }
@@ -73,12 +80,12 @@ class TileComponent {
   const ComponentParameters& parameters_;
   ComponentSize sampling_;
   Rect tile_;
+  int64_t blocks_left_;
 };
 
 struct Tile {
-  // The parameters outlive the tile. More precincts than `max_precincts` are a Failure: a codestream of a few bytes
-  // may claim billions.
-  Tile(const ImageSize& size, const TileParameters& parameters, const Rect& tile_rect, int64_t max_precincts);
+  // The parameters outlive the tile.
+  Tile(const ImageSize& size, const TileParameters& parameters, const Rect& tile_rect, const TileLimits& limits = {});
   Rect rect;
   std::vector<TileComponent> components;
 };

@@ -41,11 +41,7 @@ class TileEncoder {
  public:
   TileEncoder(const PictureFormat& format, const ImageSize& size, const TileParameters& parameters,
               const EncodeOptions& options, const Rect& rect, const std::function<void(int64_t)>& advance)
-      : format_(format),
-        parameters_(parameters),
-        options_(options),
-        advance_(advance),
-        tile_(size, parameters, rect, INT64_MAX) {
+      : format_(format), parameters_(parameters), options_(options), advance_(advance), tile_(size, parameters, rect) {
     if (!Reversible()) fraction_bits_ = FractionBits(format.bits);
   }
 
