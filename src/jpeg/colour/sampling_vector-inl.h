@@ -13,8 +13,6 @@
 
 #include <hwy/highway.h>
 
-#include <algorithm>
-
 #include "jpeg/colour/colour_bytes-inl.h"
 #include "jpeg/colour/sampling_filters.h"
 
@@ -87,42 +85,30 @@ void TriangleH2V1(const uint8_t* row, const uint8_t*, uint8_t* to, ptrdiff_t cou
   TriangleH2V1Reference(row + sources, nullptr, to + 2 * sources, count - 2 * sources);
 }
 
-// The column sums 3 near + far + 2 of a stretch of the rows. Four times the 2 is the even columns' rounding term, 8.
-void ColumnSums(const uint8_t* near, const uint8_t* far, int16_t* sums, ptrdiff_t count) {
-  ForEachBlock(count, kPixels, [&](ptrdiff_t x) {
-    const V8 n = hn::LoadU(D8(), near + x), f = hn::LoadU(D8(), far + x);
+// With v = 3 near + far, out of pairs of bytes: 3 v in one weighting, the neighbours' v in another. A rounding product
+// with 2^11 is (x + 8) >> 4, the even columns' rounding; with -2^11 it is (8 - x) >> 4 = -((x + 7) >> 4), the odd
+// ones'.
+void TriangleH2V2(const uint8_t* near, const uint8_t* far, uint8_t* to, ptrdiff_t count) {
+  const ptrdiff_t sources = count / 2;
+  if (sources < kPixels) return TriangleH2V2Reference(near, far, to, count);
+  const V16 sixteenth = hn::Set(D16(), 1 << 11), minus_sixteenth = hn::Set(D16(), -(1 << 11));
+  ForEachBlock(sources, kPixels, [&](ptrdiff_t x) {
+    const auto load = [](const uint8_t* p) { return hn::LoadU(D8(), p); };
+    const V8 n = load(near + x), n_before = load(near + x - 1), n_after = load(near + x + 1);
+    const V8 f = load(far + x), f_before = load(far + x - 1), f_after = load(far + x + 1);
     V8 parts[2];
     ZMCJ_UNROLL for (int i = 0; i < 2; ++i) {
-      const V16 sum = WeightBytes(hn::BitCast(D8(), InterleavePart(i, n, f)), 3, 1);
-      parts[i] = hn::BitCast(D8(), hn::Add(sum, hn::Set(D16(), 2)));
+      const auto weight = [i](V8 a, V8 b, int wa, int wb) {
+        return WeightBytes(hn::BitCast(D8(), InterleavePart(i, a, b)), wa, wb);
+      };
+      const V16 centre = weight(n, f, 9, 3);
+      const V16 even = hn::MulFixedPoint15(hn::Add(centre, weight(n_before, f_before, 3, 1)), sixteenth);
+      const V16 minus_odd = hn::MulFixedPoint15(hn::Add(centre, weight(n_after, f_after, 3, 1)), minus_sixteenth);
+      parts[i] = hn::BitCast(D8(), hn::Sub(even, hn::ShiftLeft<8>(minus_odd)));
     }
-    StoreParts(parts, reinterpret_cast<uint8_t*>(sums + x));
+    StoreParts(parts, to + 2 * x);
   });
-}
-
-// Sums first, to a buffer, so that a column's neighbours are loads and not shuffles across a register.
-void TriangleH2V2(const uint8_t* near, const uint8_t* far, uint8_t* to, ptrdiff_t count) {
-  constexpr ptrdiff_t kStretch = 1024, kLanes = kPixels / 2;
-  const hn::Repartition<uint16_t, D8> d16;
-  int16_t buffer[kStretch + 2];
-  const int16_t* sums = buffer + 1;
-  ptrdiff_t x = 0;
-  const ptrdiff_t sources = count / 2;
-  while (sources - x >= kPixels) {
-    const ptrdiff_t n = std::min(sources - x, kStretch);
-    ColumnSums(near + x - 1, far + x - 1, buffer, n + 2);
-    ForEachBlock(n, kLanes, [&](ptrdiff_t i) {
-      const V16 v = hn::LoadU(D16(), sums + i), triple = hn::Add(hn::Add(v, v), v);
-      const V16 even = hn::Add(triple, hn::LoadU(D16(), sums + i - 1));
-      const V16 odd = hn::Sub(hn::Add(triple, hn::LoadU(D16(), sums + i + 1)), hn::Set(D16(), 1));
-      // The results' eight bits: at the lower byte's place, and at the upper byte's.
-      const V8 low = hn::BitCast(D8(), hn::ShiftRight<4>(hn::BitCast(d16, even)));
-      const V8 high = hn::BitCast(D8(), hn::ShiftLeft<4>(hn::BitCast(d16, odd)));
-      hn::StoreU(hn::OddEven(high, low), D8(), to + 2 * (x + i));
-    });
-    x += n;
-  }
-  TriangleH2V2Reference(near + x, far + x, to + 2 * x, count - 2 * x);
+  TriangleH2V2Reference(near + sources, far + sources, to + 2 * sources, count - 2 * sources);
 }
 
 }  // namespace
