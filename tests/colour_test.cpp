@@ -198,36 +198,40 @@ struct Image {
   std::array<uint8_t*, 4> pointers = {};
 };
 
+// Source pixel i of an image holds the i-th triple of components after `first`, counted up from the last component.
+void FillWithTriples(const Shape& shape, Image& image, int pixels, int first) {
+  for (int i = 0; i < pixels; ++i) {
+    const auto pixel = static_cast<size_t>(i);
+    const int n = first + i;
+    const uint8_t values[4] = {static_cast<uint8_t>(n >> 16), static_cast<uint8_t>(n >> 8), static_cast<uint8_t>(n),
+                               static_cast<uint8_t>(n * 5)};
+    if (shape.planes == 1) {
+      const auto bytes = static_cast<size_t>(shape.bytes);
+      std::memcpy(image.pointers[0] + pixel * bytes, values + (shape.green_bits > 0), bytes);
+    } else {
+      for (size_t plane = 0; plane < image.planes.size(); ++plane) image.pointers[plane][pixel] = values[plane];
+    }
+  }
+}
+
 // All 2^24 triples in grouped columns for each arithmetic; in the remaining columns, rows of three, one in four; packed
-// pixels all 65536. Other layouts of the same arithmetic, and levels below the best, one in eleven.
+// pixels all 65536. Other layouts of the same arithmetic, and levels below the best, one in eleven. The images are too
+// small for threads.
 TEST(Colour, AllTriples) {
   for (const Level level : Levels()) {
     AtLevel at(level);
     for (const bool tail : {false, true}) {
-      const ZmciSize size = tail ? ZmciSize{3, 65536 / 3 + 1} : ZmciSize{256, 256};
+      const ZmciSize size = tail ? ZmciSize{3, 2730} : ZmciSize{256, 32};
+      const int pixels = size.width * size.height;
       std::set<Formula> seen;
       for (const Case& c : Cases()) {
-        const bool first_of_arithmetic = seen.insert(tail ? c.tail : c.grouped).second;
-        const int stride = !first_of_arithmetic || level != BestLevel() ? 11 : tail ? 4 : 1;
-        Image from(c.from, size), to(c.to, size);
         const bool packed = c.from.green_bits > 0;
-        for (int first = 0; first < (packed ? 1 : 256); first += stride) {
-          for (int i = 0; i < size.width * size.height; ++i) {
-            const auto pixel = static_cast<size_t>(i);
-            const int second = i >> 8 & 255, third = i & 255;
-            const uint8_t values[4] = {static_cast<uint8_t>(first), static_cast<uint8_t>(second),
-                                       static_cast<uint8_t>(third), static_cast<uint8_t>(second ^ third)};
-            if (packed) {
-              std::memcpy(from.pointers[0] + 2 * pixel, values + 1, 2);
-            } else if (c.from.planes == 1) {
-              std::memcpy(from.pointers[0] + pixel * static_cast<size_t>(c.from.bytes), values,
-                          static_cast<size_t>(c.from.bytes));
-            } else {
-              for (size_t plane = 0; plane < from.planes.size(); ++plane) from.pointers[plane][pixel] = values[plane];
-            }
-          }
-          ASSERT_TRUE(Check(c, from.source(), from.step, to.pointers, to.step, size))
-              << LevelName(level) << " first component " << first;
+        const bool first_of_arithmetic = seen.insert(tail ? c.tail : c.grouped).second;
+        const int stride = packed ? 1 : !first_of_arithmetic || level != BestLevel() ? 11 : tail ? 4 : 1;
+        Image from(c.from, size), to(c.to, size);
+        for (int first = 0; first < (packed ? 1 << 16 : 1 << 24); first += stride * pixels) {
+          FillWithTriples(c.from, from, pixels, first);
+          ASSERT_TRUE(Check(c, from.source(), from.step, to.pointers, to.step, size)) << LevelName(level);
         }
       }
     }
@@ -292,14 +296,23 @@ TEST(Colour, TouchesNothingBeyondARow) {
   }
 }
 
-// Large enough for stores past the caches, with rows that are no multiple of a cache line.
+// Large enough for stores past the caches: steps that take the rows through all alignments, planes of equal and of
+// different alignment.
 TEST(Colour, LargeImages) {
   Random random(2);
-  const ZmciSize size = {4099, 520};
-  for (const Case& c : Cases()) {
-    Image from(c.from, size, 5), to(c.to, size, 3);
-    from.Fill(random);
-    ASSERT_TRUE(Check(c, from.source(), from.step, to.pointers, to.step, size));
+  for (const Level level : Levels()) {
+    if (level == Level::kScalar) continue;
+    AtLevel at(level);
+    for (const Case& c : Cases()) {
+      const int width = 2051, row_bytes = width * c.to.bytes;
+      const ZmciSize size = {width, (4 << 20) / (row_bytes * c.to.planes) + 1};
+      Image from(c.from, size, 5), to(c.to, size, row_bytes % 2 == 0 ? 3 : 2);
+      from.Fill(random);
+      ASSERT_TRUE(Check(c, from.source(), from.step, to.pointers, to.step, size)) << LevelName(level);
+      if (c.to.planes == 1 || level != BestLevel()) continue;
+      to.pointers[1] += 1;
+      ASSERT_TRUE(Check(c, from.source(), from.step, to.pointers, to.step, size)) << LevelName(level);
+    }
   }
 }
 

@@ -214,18 +214,18 @@ TEST(Sampling, RegionsThatDisagree) {
   }
 }
 
-// Large enough for stores past the caches and for several threads, with odd rows.
+// Large enough for stores past the caches and for several threads; odd steps take the rows through all alignments.
 TEST(Sampling, LargePlanesAndAnyNumberOfThreads) {
   Random random(14);
-  const ZmciSize size = {2051, 1031};
+  const ZmciSize size = {2051, 2053};
   std::vector<uint8_t> source(static_cast<size_t>(4 * size.width + 8) * static_cast<size_t>(size.height + 1));
-  std::vector<uint8_t> to(static_cast<size_t>(size.width + 3) * static_cast<size_t>(size.height));
+  std::vector<uint8_t> to(static_cast<size_t>(size.width + 2) * static_cast<size_t>(size.height));
   random.FillInRuns(source.data(), source.size(), 0, 255);
   for (const Case& c : kCases) {
     const int step = c.SourceWidth(size.width) + 3;
     const auto check = [&] {
       std::fill(to.begin(), to.end(), uint8_t{77});
-      return Check(c, source.data() + 1, step, c.SourceHeight(size.height), to.data(), size.width + 3, size);
+      return Check(c, source.data() + 1, step, c.SourceHeight(size.height), to.data(), size.width + 2, size);
     };
 #ifdef _OPENMP
     const int before = omp_get_max_threads();

@@ -30,33 +30,49 @@ using V16 = hn::Vec<D16>;
 using V32 = hn::Vec<D32>;
 constexpr int kPixels = static_cast<int>(HWY_LANES(uint8_t));
 
-// 16 bytes per part: from p, and from p + stride for the upper part.
+// 16 bytes per part: from p, and from p + stride for the upper part; the stride is at least 16. A broadcasting load and
+// a blend with a whole load leave the shuffle units alone, which an insertion would not.
 HWY_INLINE V8 LoadParts(const uint8_t* p, ptrdiff_t stride) {
 #if HWY_TARGET == HWY_AVX2
-  const hn::Half<D8> half;
-  return hn::Combine(D8(), hn::LoadU(half, p + stride), hn::LoadU(half, p));
+  return hn::ConcatUpperLower(D8(), hn::LoadDup128(D8(), p + stride), hn::LoadU(D8(), p));
 #else
   static_cast<void>(stride);
   return hn::LoadU(D8(), p);
 #endif
 }
 
+// Plain stores to any address, or stores past the caches to addresses divisible by a register's bytes.
+enum class Stores { kPlain, kStreaming };
+
+template <Stores kStores>
+HWY_INLINE void Store(V8 v, uint8_t* p) {
+  kStores == Stores::kStreaming ? hn::Stream(v, D8(), p) : hn::StoreU(v, D8(), p);
+}
+
+// How many units of so many bytes lie before the first one whose address can be streamed to; -1: there is none.
+inline ptrdiff_t UnitsBeforeStreaming(const uint8_t* to, int unit_bytes) {
+  for (int i = 0; i < kPixels; ++i) {
+    if ((reinterpret_cast<uintptr_t>(to) + static_cast<uintptr_t>(i * unit_bytes)) % kPixels == 0) return i;
+  }
+  return -1;
+}
+
 // Part by part: all registers' lower parts, then all their upper ones.
-template <size_t kCount>
+template <Stores kStores, size_t kCount>
 HWY_INLINE void StoreParts(const V8 (&v)[kCount], uint8_t* p) {
   const D8 d;
 #if HWY_TARGET == HWY_AVX2
   constexpr size_t kWhole = kCount / 2;
   ZMCJ_UNROLL for (size_t i = 0; i < kWhole; ++i)
-      hn::StoreU(hn::ConcatLowerLower(d, v[2 * i + 1], v[2 * i]), d, p + 32 * i);
-  if (kCount % 2 == 1) hn::StoreU(hn::ConcatUpperLower(d, v[0], v[kCount - 1]), d, p + 32 * kWhole);
+      Store<kStores>(hn::ConcatLowerLower(d, v[2 * i + 1], v[2 * i]), p + 32 * i);
+  if (kCount % 2 == 1) Store<kStores>(hn::ConcatUpperLower(d, v[0], v[kCount - 1]), p + 32 * kWhole);
   uint8_t* upper = p + 16 * kCount + 16 * (kCount % 2);
   ZMCJ_UNROLL for (size_t i = 0; i < kWhole; ++i) {
     const size_t first = 2 * i + kCount % 2;
-    hn::StoreU(hn::ConcatUpperUpper(d, v[first + 1], v[first]), d, upper + 32 * i);
+    Store<kStores>(hn::ConcatUpperUpper(d, v[first + 1], v[first]), upper + 32 * i);
   }
 #else
-  ZMCJ_UNROLL for (size_t i = 0; i < kCount; ++i) hn::StoreU(v[i], d, p + 16 * i);
+  ZMCJ_UNROLL for (size_t i = 0; i < kCount; ++i) Store<kStores>(v[i], p + 16 * i);
 #endif
 }
 

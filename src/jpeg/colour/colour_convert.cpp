@@ -20,7 +20,8 @@ namespace zmcj::HWY_NAMESPACE {
 namespace {
 template <size_t... kIndex>
 constexpr ColourKernels MakeKernels(std::index_sequence<kIndex...>) {
-  return {{ConvertRowVector<kVariants[kIndex]>...}};
+  return {{ConvertRowVector<kVariants[kIndex], Stores::kPlain>...},
+          {ConvertRowVector<kVariants[kIndex], Stores::kStreaming>...}};
 }
 }  // namespace
 extern constexpr ColourKernels kColour = MakeKernels(std::make_index_sequence<kConversions>());
@@ -34,30 +35,11 @@ namespace {
 
 template <size_t... kIndex>
 constexpr ColourKernels MakeReference(std::index_sequence<kIndex...>) {
-  return {{ConvertRowReference<kVariants[kIndex]>...}};
+  return {{ConvertRowReference<kVariants[kIndex]>...}, {ConvertRowReference<kVariants[kIndex]>...}};
 }
 constexpr ColourKernels kReference = MakeReference(std::make_index_sequence<kConversions>());
 constinit Family<ColourKernels> colour("colour conversion", kReference, {ZMCJ_LEVELS(kColour)});
 const Enrolment enrolment(colour);
-
-// Converts a row into a buffer that stays in the first-level cache, piece by piece, and streams it out from there. So
-// streaming asks nothing of the kernels, nor of the destination's alignment.
-void ConvertRowStreaming(ConvertRow convert, const Variant& variant, const SourceRow& source,
-                         const DestinationRow& destination, int width) {
-  constexpr int kPiece = 2048;
-  alignas(64) uint8_t buffer[4 * kPiece];
-  const int source_bytes = PixelBytes(variant.source), destination_bytes = PixelBytes(variant.destination);
-  SourceRow from = source;
-  DestinationRow pieces;
-  for (size_t i = 0; i < pieces.size(); ++i) pieces[i] = buffer + i * kPiece;
-  for (ptrdiff_t x = 0; x < width; x += kPiece) {
-    const int n = width - x < kPiece ? static_cast<int>(width - x) : kPiece;
-    for (size_t i = 0; i < static_cast<size_t>(PlaneCount(variant.source)); ++i) from[i] = source[i] + x * source_bytes;
-    convert(from, pieces, n);
-    for (size_t i = 0; i < static_cast<size_t>(PlaneCount(variant.destination)); ++i)
-      StreamCopy(destination[i] + x * destination_bytes, pieces[i], static_cast<size_t>(n * destination_bytes));
-  }
-}
 
 template <class Row, class Byte>
 Row RowPointers(Byte* const* planes, int count, int y, int step) {
@@ -77,13 +59,12 @@ ZmcStatus Convert(Conversion conversion, const uint8_t* const* source, int sourc
                                  Steps(source_step, destination_step), Size(size))) {
     return s;
   }
-  const ConvertRow convert = colour->rows[index];
   const int64_t row_bytes = int64_t{size.width} * PixelBytes(variant.destination);
   const bool stream = WorthStreaming(row_bytes, int64_t{size.height} * destination_planes);
+  const ConvertRow convert = (stream ? colour->streaming_rows : colour->rows)[index];
   const auto row = [&](int y) {
-    const auto from = RowPointers<SourceRow>(source, source_planes, y, source_step);
-    const auto to = RowPointers<DestinationRow>(destination, destination_planes, y, destination_step);
-    stream ? ConvertRowStreaming(convert, variant, from, to, size.width) : convert(from, to, size.width);
+    convert(RowPointers<SourceRow>(source, source_planes, y, source_step),
+            RowPointers<DestinationRow>(destination, destination_planes, y, destination_step), size.width);
   };
   const auto finish = [&] {
     if (stream) StreamFence();

@@ -1,9 +1,7 @@
-// Writing large destinations past the caches.
+// When to write a destination past the caches. The kernels have a second form for it.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
-#include <cstring>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -11,38 +9,20 @@
 
 namespace zmcj {
 
-#if defined(__SSE2__)
-inline constexpr bool kHasStreamingStores = true;
-#else
-inline constexpr bool kHasStreamingStores = false;
-#endif
-
-// Whether a destination of `rows` rows of `row_bytes` is worth streaming: it is larger than the caches that its reader
-// could find it in, and its rows are long against the cache lines that a row's ends leave incomplete.
+// Whether a destination of `rows` rows of `row_bytes` is worth streaming. Measured on one thread of a Zen 5 with 32 MiB
+// of third-level cache: no difference up to 4 MiB, up to 7 % faster at 8 MiB, 10 to 30 % at 16 MiB and above, where
+// plain stores fetch from memory what they are about to overwrite. Processors with slower memory gain more and earlier.
+// A short row would lose what it gains at its two incomplete ends.
 constexpr bool WorthStreaming(int64_t row_bytes, int64_t rows) {
-  constexpr int64_t kMinRowBytes = 512, kMinBytes = int64_t{2} << 20;
-  return kHasStreamingStores && row_bytes >= kMinRowBytes && row_bytes * rows >= kMinBytes;
-}
-
-// As memcpy, with stores that pass the caches by. The thread calls StreamFence before anybody else reads.
-inline void StreamCopy(uint8_t* to, const uint8_t* from, size_t n) {
+  constexpr int64_t kMinRowBytes = 512, kMinBytes = int64_t{4} << 20;
 #if defined(__SSE2__)
-  constexpr size_t kLine = 64;
-  const size_t head = (0 - reinterpret_cast<uintptr_t>(to)) & (kLine - 1);
-  if (n >= head + kLine) {
-    std::memcpy(to, from, head);
-    to += head, from += head, n -= head;
-    for (; n >= kLine; n -= kLine, to += kLine, from += kLine) {
-      for (size_t i = 0; i < kLine; i += 16) {
-        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from + i));
-        _mm_stream_si128(reinterpret_cast<__m128i*>(to + i), v);
-      }
-    }
-  }
+  return row_bytes >= kMinRowBytes && row_bytes * rows >= kMinBytes;
+#else
+  return false;
 #endif
-  std::memcpy(to, from, n);
 }
 
+// Each thread that has streamed calls this before anybody else may read.
 inline void StreamFence() {
 #if defined(__SSE2__)
   _mm_sfence();

@@ -102,6 +102,8 @@ using ConvertRow = void (*)(const SourceRow& source, const DestinationRow& desti
 
 struct ColourKernels {
   std::array<ConvertRow, kConversions> rows;
+  // The same with stores that pass the caches by, where the destination's alignment allows.
+  std::array<ConvertRow, kConversions> streaming_rows;
 };
 
 }  // namespace zmcj

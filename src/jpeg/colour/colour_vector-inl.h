@@ -196,9 +196,11 @@ HWY_INLINE Colours ForwardFromLuma(const Colours& rgb) {
            hn::Xor(PackSignedBytes(cr[0], cr[1]), centre)}};
 }
 
+// Adding 2^23 rounds to the nearest integer, ties to even, and leaves it in the low bits.
 HWY_INLINE V8 LumaFloat(const Colours& rgb) {
   const hn::Repartition<float, D8> df;
   const auto wr = hn::Set(df, 0.299f), wg = hn::Set(df, 0.587f), wb = hn::Set(df, 0.114f);
+  const auto round = hn::Set(df, 8388608.0f);
   const V16 zero = hn::Zero(D16());
   V16 y[2];
   ZMCJ_UNROLL for (int i = 0; i < 2; ++i) {
@@ -209,7 +211,8 @@ HWY_INLINE V8 LumaFloat(const Colours& rgb) {
         const V16 wide = j == 0 ? hn::InterleaveLower(D16(), v, zero) : hn::InterleaveUpper(D16(), v, zero);
         return hn::ConvertTo(df, hn::BitCast(D32(), wide));
       };
-      part[j] = hn::NearestInt(hn::Add(hn::Add(hn::Mul(widen(r), wr), hn::Mul(widen(g), wg)), hn::Mul(widen(b), wb)));
+      const auto sum = hn::Add(hn::Add(hn::Mul(widen(r), wr), hn::Mul(widen(g), wg)), hn::Mul(widen(b), wb));
+      part[j] = hn::Sub(hn::BitCast(D32(), hn::Add(sum, round)), hn::BitCast(D32(), round));
     }
     y[i] = hn::ReorderDemote2To(D16(), part[0], part[1]);
   }
@@ -257,10 +260,11 @@ HWY_INLINE Colours Inverse(const Colours& ycc, const InverseTerms& terms) {
 
 // ---- Stores -------------------------------------------------------------------------------------------------------
 
+template <Stores kStores>
 HWY_INLINE void StorePlanes(const Colours& p, const DestinationRow& row, ptrdiff_t x) {
-  hn::StoreU(p.c[0], D8(), row[0] + x);
-  hn::StoreU(p.c[1], D8(), row[1] + x);
-  hn::StoreU(p.c[2], D8(), row[2] + x);
+  Store<kStores>(p.c[0], row[0] + x);
+  Store<kStores>(p.c[1], row[1] + x);
+  Store<kStores>(p.c[2], row[2] + x);
 }
 
 // Byte n of the 48 that 16 pixels take is component n % 3 of pixel n / 3. As 16 = 1 (mod 3), the positions that a
@@ -280,6 +284,7 @@ constexpr TripleTables MakeTripleTables() {
   return t;
 }
 
+template <Stores kStores>
 HWY_INLINE void StoreInterleaved3(V8 first, V8 second, V8 third, uint8_t* p) {
   static constexpr TripleTables kTables = MakeTripleTables();
   const D8 d;
@@ -290,9 +295,10 @@ HWY_INLINE void StoreInterleaved3(V8 first, V8 second, V8 third, uint8_t* p) {
   const auto is_second = hn::MaskFromVec(hn::LoadDup128(d, kTables.is_second));
   const auto select = [&](V8 x, V8 y, V8 z) { return hn::IfThenElse(is_first, x, hn::IfThenElse(is_second, y, z)); };
   const V8 parts[3] = {select(a, b, c), select(b, c, a), select(c, a, b)};
-  StoreParts(parts, p);
+  StoreParts<kStores>(parts, p);
 }
 
+template <Stores kStores>
 HWY_INLINE void StoreInterleaved4(const Colours& p, V8 k, uint8_t* to) {
   V8 parts[4];
   ZMCJ_UNROLL for (int i = 0; i < 2; ++i) {
@@ -300,12 +306,12 @@ HWY_INLINE void StoreInterleaved4(const Colours& p, V8 k, uint8_t* to) {
     parts[2 * i] = hn::BitCast(D8(), hn::InterleaveLower(D16(), cm, yk));
     parts[2 * i + 1] = hn::BitCast(D8(), hn::InterleaveUpper(D16(), cm, yk));
   }
-  StoreParts(parts, to);
+  StoreParts<kStores>(parts, to);
 }
 
 // The two bytes of a pixel: `low` << 3 | `middle` << 5, and what is left of `middle` | `high`. Bytes are shifted as
 // halves of 16-bit lanes and masked.
-template <bool kSix>
+template <Stores kStores, bool kSix>
 HWY_INLINE void StorePacked(V8 low, V8 middle, V8 high, uint8_t* to) {
   const auto bits = [](V16 v, uint8_t mask) { return hn::And(hn::BitCast(D8(), v), hn::Set(D8(), mask)); };
   const V16 low16 = hn::BitCast(D16(), low), middle16 = hn::BitCast(D16(), middle), high16 = hn::BitCast(D16(), high);
@@ -315,13 +321,13 @@ HWY_INLINE void StorePacked(V8 low, V8 middle, V8 high, uint8_t* to) {
                          : hn::Or(bits(hn::ShiftRight<6>(middle16), 0x03), bits(hn::ShiftRight<1>(high16), 0x7C));
   const V8 parts[2] = {hn::BitCast(D8(), InterleavePart(0, first, second)),
                        hn::BitCast(D8(), InterleavePart(1, first, second))};
-  StoreParts(parts, to);
+  StoreParts<kStores>(parts, to);
 }
 
 // ---- Rows -----------------------------------------------------------------------------------------------------------
 
 // kPixels pixels from column x.
-template <Variant kVariant>
+template <Variant kVariant, Stores kStores>
 HWY_INLINE void ConvertBlock(const SourceRow& source, const DestinationRow& destination, ptrdiff_t x) {
   constexpr Layout kFrom = kVariant.source, kTo = kVariant.destination;
   const uint8_t* from = source[0] + x * PixelBytes(kFrom);
@@ -331,10 +337,10 @@ HWY_INLINE void ConvertBlock(const SourceRow& source, const DestinationRow& dest
 
   Colours p;
   if constexpr (kVariant.arithmetic == Arithmetic::kLumaInteger) {
-    hn::StoreU(LumaInteger<IsBlueFirst(kFrom)>(from), D8(), to);
+    Store<kStores>(LumaInteger<IsBlueFirst(kFrom)>(from), to);
     return;
   } else if constexpr (kVariant.arithmetic == Arithmetic::kLumaFloat) {
-    hn::StoreU(LumaFloat(LoadPlanes(source, x)), D8(), to);
+    Store<kStores>(LumaFloat(LoadPlanes(source, x)), to);
     return;
   } else if constexpr (kVariant.arithmetic == Arithmetic::kForwardDirect) {
     p = ForwardDirect<IsBlueFirst(kFrom)>(from);
@@ -356,28 +362,45 @@ HWY_INLINE void ConvertBlock(const SourceRow& source, const DestinationRow& dest
 
   const V8 first = p.c[IsBlueFirst(kTo) ? 2 : 0], third = p.c[IsBlueFirst(kTo) ? 0 : 2];
   if constexpr (IsPacked(kTo)) {
-    StorePacked<HasSixGreenBits(kTo)>(first, p.c[1], third, to);
+    StorePacked<kStores, HasSixGreenBits(kTo)>(first, p.c[1], third, to);
   } else if constexpr (kTo == Layout::kCmyk) {
-    StoreInterleaved4(p, k, to);
+    StoreInterleaved4<kStores>(p, k, to);
   } else if constexpr (PixelBytes(kTo) == 3) {
-    StoreInterleaved3(first, p.c[1], third, to);
+    StoreInterleaved3<kStores>(first, p.c[1], third, to);
   } else {
-    StorePlanes(p, destination, x);
-    if constexpr (kTo == Layout::kPlanes4) hn::StoreU(k, D8(), destination[3] + x);
+    StorePlanes<kStores>(p, destination, x);
+    if constexpr (kTo == Layout::kPlanes4) Store<kStores>(k, destination[3] + x);
   }
 }
 
-template <Variant kVariant>
+// The column from which all planes can be streamed to; -1: none, the planes' addresses differ.
+template <Layout kLayout>
+ptrdiff_t FirstStreamingColumn(const DestinationRow& row) {
+  const ptrdiff_t first = UnitsBeforeStreaming(row[0], PixelBytes(kLayout));
+  for (size_t i = 1; i < static_cast<size_t>(PlaneCount(kLayout)); ++i) {
+    if (UnitsBeforeStreaming(row[i], 1) != first) return -1;
+  }
+  return first;
+}
+
+template <Variant kVariant, Stores kStores>
 void ConvertRowVector(const SourceRow& source_row, const DestinationRow& destination_row, int width) {
   const int grouped = GroupedColumns(width);
+  if (grouped < 2 * kPixels && kStores == Stores::kStreaming)
+    return ConvertRowVector<kVariant, Stores::kPlain>(source_row, destination_row, width);
   if (grouped < kPixels) return ConvertRowReference<kVariant>(source_row, destination_row, width);
   // Copies, which the compiler knows that no store changes.
   const SourceRow source = source_row;
   const DestinationRow destination = destination_row;
-  int x = 0;
-  for (; x <= grouped - kPixels; x += kPixels) ConvertBlock<kVariant>(source, destination, x);
-  // The last block may take some columns for the second time, to the same effect.
-  if (x < grouped) ConvertBlock<kVariant>(source, destination, grouped - kPixels);
+  ptrdiff_t x = 0;
+  if (kStores == Stores::kStreaming) {
+    x = FirstStreamingColumn<kVariant.destination>(destination);
+    if (x < 0) return ConvertRowVector<kVariant, Stores::kPlain>(source_row, destination_row, width);
+    if (x > 0) ConvertBlock<kVariant, Stores::kPlain>(source, destination, 0);
+  }
+  for (; x <= grouped - kPixels; x += kPixels) ConvertBlock<kVariant, kStores>(source, destination, x);
+  // The last block, like the first, may take some columns for the second time, to the same effect.
+  if (x < grouped) ConvertBlock<kVariant, Stores::kPlain>(source, destination, grouped - kPixels);
   ConvertTailColumns<kVariant>(source, destination, grouped, width);
 }
 

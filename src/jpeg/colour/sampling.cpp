@@ -16,7 +16,7 @@
 HWY_BEFORE_NAMESPACE();
 namespace zmcj::HWY_NAMESPACE {
 #if ZMCJ_VECTOR_LEVEL
-extern constexpr SamplingKernels kSampling = {{BoxH2V1, BoxH2V2, TriangleH2V1, TriangleH2V2}};
+extern constexpr SamplingKernels kSampling = {kFilterRows<Stores::kPlain>, kFilterRows<Stores::kStreaming>};
 #endif
 }  // namespace zmcj::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
@@ -25,14 +25,13 @@ HWY_AFTER_NAMESPACE();
 namespace zmcj {
 namespace {
 
-constexpr SamplingKernels kReference = {
-    {BoxH2V1Reference, BoxH2V2Reference, TriangleH2V1Reference, TriangleH2V2Reference}};
+constexpr std::array<FilterRow, kFilters> kReferenceRows = {BoxH2V1Reference, BoxH2V2Reference, TriangleH2V1Reference,
+                                                            TriangleH2V2Reference};
+constexpr SamplingKernels kReference = {kReferenceRows, kReferenceRows};
 constinit Family<SamplingKernels> sampling("sampling", kReference, {ZMCJ_LEVELS(kSampling)});
 const Enrolment enrolment(sampling);
 
 FilterRow RowFilter(Filter filter) { return sampling->rows[static_cast<size_t>(filter)]; }
-
-constexpr bool IsTriangle(Filter filter) { return filter >= Filter::kTriangleH2V1; }
 
 struct RowPair {
   int64_t first, second;
@@ -54,18 +53,6 @@ RowPair SourceRows(Filter filter, int y, int source_height) {
   }
 }
 
-// Filters a row piece by piece into a buffer that stays in the first-level cache, and streams it out from there.
-void FilterRowStreaming(Filter filter, const uint8_t* first, const uint8_t* second, uint8_t* to, ptrdiff_t count) {
-  constexpr ptrdiff_t kPiece = 2048;
-  alignas(64) uint8_t buffer[kPiece];
-  for (ptrdiff_t x = 0; x < count; x += kPiece) {
-    const ptrdiff_t n = std::min(count - x, kPiece);
-    const ptrdiff_t from = IsTriangle(filter) ? x / 2 : 2 * x;
-    RowFilter(filter)(first + from, second + from, buffer, n);
-    StreamCopy(to + x, buffer, static_cast<size_t>(n));
-  }
-}
-
 ZmcStatus SamplePlane(Filter filter, const uint8_t* source, int source_step, ZmciSize source_size, uint8_t* destination,
                       int destination_step, ZmciSize destination_size) {
   if (ZmcStatus s = FirstFailure(NotNull(source), Steps(source_step), Size(source_size), NotNull(destination),
@@ -73,13 +60,12 @@ ZmcStatus SamplePlane(Filter filter, const uint8_t* source, int source_step, Zmc
     return s;
   }
   const bool stream = WorthStreaming(destination_size.width, destination_size.height);
+  const FilterRow filter_row = stream ? sampling->streaming_rows[static_cast<size_t>(filter)] : RowFilter(filter);
   const auto row = [&](int y) {
     const RowPair rows = SourceRows(filter, y, source_size.height);
     const uint8_t* first = RowAt(source, rows.first, source_step);
     const uint8_t* second = RowAt(source, rows.second, source_step);
-    uint8_t* to = RowAt(destination, y, destination_step);
-    if (stream) return FilterRowStreaming(filter, first, second, to, destination_size.width);
-    RowFilter(filter)(first, second, to, destination_size.width);
+    filter_row(first, second, RowAt(destination, y, destination_step), destination_size.width);
   };
   const auto finish = [&] {
     if (stream) StreamFence();

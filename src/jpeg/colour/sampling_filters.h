@@ -17,6 +17,8 @@ using FilterRow = void (*)(const uint8_t* first, const uint8_t* second, uint8_t*
 
 struct SamplingKernels {
   std::array<FilterRow, kFilters> rows;
+  // The same with stores that pass the caches by, where the destination's alignment allows.
+  std::array<FilterRow, kFilters> streaming_rows;
 };
 
 // The rounding terms alternate from column to column, so that a row's rounding has no bias.

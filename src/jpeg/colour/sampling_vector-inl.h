@@ -1,7 +1,7 @@
 // The sampling filters' vector bodies, compiled once per level.
 //
-// Each runs over whole registers and takes the last one again from the row's end, repeating some samples to the same
-// effect; rows shorter than a register go to the reference.
+// A row is filtered in blocks. The last one is taken from the row's end and repeats some samples to the same effect, as
+// does the first one where streaming begins at a later, aligned address. Rows shorter than a block go to the reference.
 //
 // No ordinary include guard: read once per level.
 #if defined(ZMCJ_SAMPLING_VECTOR_INL) == defined(HWY_TARGET_TOGGLE)
@@ -13,6 +13,9 @@
 
 #include <hwy/highway.h>
 
+#include <array>
+#include <type_traits>
+
 #include "jpeg/colour/colour_bytes-inl.h"
 #include "jpeg/colour/sampling_filters.h"
 
@@ -21,95 +24,120 @@ namespace zmcj::HWY_NAMESPACE {
 #if ZMCJ_VECTOR_LEVEL
 namespace {
 
-// Calls block(x) for blocks of `size` that cover 0..count-1, count being at least `size`, the last one ending at count.
-template <class Block>
-HWY_INLINE void ForEachBlock(ptrdiff_t count, ptrdiff_t size, const Block& block) {
-  ptrdiff_t x = 0;
-  for (; x <= count - size; x += size) block(x);
-  if (x < count) block(count - size);
-}
+HWY_INLINE V8 LoadBytes(const uint8_t* p) { return hn::LoadU(D8(), p); }
 
-// ---- Box ------------------------------------------------------------------------------------------------------------
+// Each filter: the pairs of destination samples in a block, the source samples per pair, and the block's body. A block
+// begins at an even column, so that its rounding terms are the same as those of any other.
+
 // A rounding product with 2^14 is (s + 1) >> 1, and with 2^13 is (s + 2) >> 2. One less in the factor lowers the value
 // before rounding by s / 2^15, which is below the next multiple of a quarter and matters only where the value is an
 // integer (as s is below 1024): the results are s >> 1 and (s + 1) >> 2, the even columns' rounding.
-
-V16 BoxFactors(int odd_columns) { return PairWeights(odd_columns - 1, odd_columns); }
-
-void BoxH2V1(const uint8_t* row, const uint8_t*, uint8_t* to, ptrdiff_t count) {
-  // The blocks begin at even columns: the factors alternate.
-  const ptrdiff_t even = count & ~ptrdiff_t{1};
-  if (even < kPixels) return BoxH2V1Reference(row, nullptr, to, count);
-  const V16 factors = BoxFactors(1 << 14);
-  ForEachBlock(even, kPixels, [&](ptrdiff_t x) {
-    const V16 low = hn::MulFixedPoint15(WeightBytes(hn::LoadU(D8(), row + 2 * x), 1, 1), factors);
-    const V16 high = hn::MulFixedPoint15(WeightBytes(hn::LoadU(D8(), row + 2 * x + kPixels), 1, 1), factors);
-    hn::StoreU(QuartersInOrder(PackBytes(low, high)), D8(), to + x);
-  });
-  BoxH2V1Reference(row + 2 * even, nullptr, to + even, count - even);
+HWY_INLINE V16 RoundBoxSums(V16 sums, int odd_columns) {
+  return hn::MulFixedPoint15(sums, PairWeights(odd_columns - 1, odd_columns));
 }
 
-void BoxH2V2(const uint8_t* first, const uint8_t* second, uint8_t* to, ptrdiff_t count) {
-  const ptrdiff_t even = count & ~ptrdiff_t{1};
-  if (even < kPixels) return BoxH2V2Reference(first, second, to, count);
-  const V16 factors = BoxFactors(1 << 13);
-  ForEachBlock(even, kPixels, [&](ptrdiff_t x) {
+struct BoxH2V1 {
+  static constexpr FilterRow kReference = BoxH2V1Reference;
+  static constexpr ptrdiff_t kPairs = kPixels / 2, kSourcesPerPair = 4;
+
+  template <Stores kStores>
+  static HWY_INLINE void Block(const uint8_t* row, const uint8_t*, uint8_t* to) {
     V16 mean[2];
-    ZMCJ_UNROLL for (ptrdiff_t i = 0; i < 2; ++i) {
-      const ptrdiff_t at = 2 * x + i * kPixels;
-      const V16 sum =
-          hn::Add(WeightBytes(hn::LoadU(D8(), first + at), 1, 1), WeightBytes(hn::LoadU(D8(), second + at), 1, 1));
-      mean[i] = hn::MulFixedPoint15(sum, factors);
+    ZMCJ_UNROLL for (int i = 0; i < 2; ++i) {
+      mean[i] = RoundBoxSums(WeightBytes(LoadBytes(row + i * kPixels), 1, 1), 1 << 14);
     }
-    hn::StoreU(QuartersInOrder(PackBytes(mean[0], mean[1])), D8(), to + x);
-  });
-  BoxH2V2Reference(first + 2 * even, second + 2 * even, to + even, count - even);
-}
+    Store<kStores>(QuartersInOrder(PackBytes(mean[0], mean[1])), to);
+  }
+};
 
-// ---- Triangle -------------------------------------------------------------------------------------------------------
+struct BoxH2V2 {
+  static constexpr FilterRow kReference = BoxH2V2Reference;
+  static constexpr ptrdiff_t kPairs = kPixels / 2, kSourcesPerPair = 4;
+
+  template <Stores kStores>
+  static HWY_INLINE void Block(const uint8_t* first, const uint8_t* second, uint8_t* to) {
+    V16 mean[2];
+    ZMCJ_UNROLL for (int i = 0; i < 2; ++i) {
+      mean[i] = RoundBoxSums(hn::Add(WeightBytes(LoadBytes(first + i * kPixels), 1, 1),
+                                     WeightBytes(LoadBytes(second + i * kPixels), 1, 1)),
+                             1 << 13);
+    }
+    Store<kStores>(QuartersInOrder(PackBytes(mean[0], mean[1])), to);
+  }
+};
 
 // In bytes, without a wider intermediate. With up(a, b) = (a + b + 1) >> 1 and down(a, b) = (a + b) >> 1 =
 // ~up(~a, ~b): (3 a + b + 1) >> 2 = down(a, up(a, b)) and (3 a + b + 2) >> 2 = up(a, down(a, b)); the inner rounding
 // is lost only where a + b is odd, and then 3 a + b + 1 is even and 3 a + b + 2 is odd, so that no quotient changes.
-void TriangleH2V1(const uint8_t* row, const uint8_t*, uint8_t* to, ptrdiff_t count) {
-  const ptrdiff_t sources = count / 2;
-  if (sources < kPixels) return TriangleH2V1Reference(row, nullptr, to, count);
-  ForEachBlock(sources, kPixels, [&](ptrdiff_t x) {
-    const V8 s = hn::LoadU(D8(), row + x), not_s = hn::Not(s);
-    const V8 before = hn::LoadU(D8(), row + x - 1), after = hn::LoadU(D8(), row + x + 1);
+struct TriangleH2V1 {
+  static constexpr FilterRow kReference = TriangleH2V1Reference;
+  static constexpr ptrdiff_t kPairs = kPixels, kSourcesPerPair = 1;
+
+  template <Stores kStores>
+  static HWY_INLINE void Block(const uint8_t* row, const uint8_t*, uint8_t* to) {
+    const V8 s = LoadBytes(row), not_s = hn::Not(s), before = LoadBytes(row - 1), after = LoadBytes(row + 1);
     const V8 even = hn::Not(hn::AverageRound(not_s, hn::Not(hn::AverageRound(s, before))));
     const V8 odd = hn::AverageRound(s, hn::Not(hn::AverageRound(not_s, hn::Not(after))));
     const V8 parts[2] = {hn::InterleaveLower(D8(), even, odd), hn::InterleaveUpper(D8(), even, odd)};
-    StoreParts(parts, to + 2 * x);
-  });
-  TriangleH2V1Reference(row + sources, nullptr, to + 2 * sources, count - 2 * sources);
-}
+    StoreParts<kStores>(parts, to);
+  }
+};
 
 // With v = 3 near + far, out of pairs of bytes: 3 v in one weighting, the neighbours' v in another. A rounding product
 // with 2^11 is (x + 8) >> 4, the even columns' rounding; with -2^11 it is (8 - x) >> 4 = -((x + 7) >> 4), the odd
-// ones'.
-void TriangleH2V2(const uint8_t* near, const uint8_t* far, uint8_t* to, ptrdiff_t count) {
-  const ptrdiff_t sources = count / 2;
-  if (sources < kPixels) return TriangleH2V2Reference(near, far, to, count);
-  const V16 sixteenth = hn::Set(D16(), 1 << 11), minus_sixteenth = hn::Set(D16(), -(1 << 11));
-  ForEachBlock(sources, kPixels, [&](ptrdiff_t x) {
-    const auto load = [](const uint8_t* p) { return hn::LoadU(D8(), p); };
-    const V8 n = load(near + x), n_before = load(near + x - 1), n_after = load(near + x + 1);
-    const V8 f = load(far + x), f_before = load(far + x - 1), f_after = load(far + x + 1);
+// columns'.
+struct TriangleH2V2 {
+  static constexpr FilterRow kReference = TriangleH2V2Reference;
+  static constexpr ptrdiff_t kPairs = kPixels, kSourcesPerPair = 1;
+
+  template <Stores kStores>
+  static HWY_INLINE void Block(const uint8_t* near, const uint8_t* far, uint8_t* to) {
+    const V16 sixteenth = hn::Set(D16(), 1 << 11), minus_sixteenth = hn::Set(D16(), -(1 << 11));
+    const V8 n = LoadBytes(near), n_before = LoadBytes(near - 1), n_after = LoadBytes(near + 1);
+    const V8 f = LoadBytes(far), f_before = LoadBytes(far - 1), f_after = LoadBytes(far + 1);
     V8 parts[2];
     ZMCJ_UNROLL for (int i = 0; i < 2; ++i) {
-      const auto weight = [i](V8 a, V8 b, int wa, int wb) {
-        return WeightBytes(hn::BitCast(D8(), InterleavePart(i, a, b)), wa, wb);
-      };
-      const V16 centre = weight(n, f, 9, 3);
-      const V16 even = hn::MulFixedPoint15(hn::Add(centre, weight(n_before, f_before, 3, 1)), sixteenth);
-      const V16 minus_odd = hn::MulFixedPoint15(hn::Add(centre, weight(n_after, f_after, 3, 1)), minus_sixteenth);
+      const V16 centre = Weight(i, n, f, 9, 3);
+      const V16 even = hn::MulFixedPoint15(hn::Add(centre, Weight(i, n_before, f_before, 3, 1)), sixteenth);
+      const V16 minus_odd = hn::MulFixedPoint15(hn::Add(centre, Weight(i, n_after, f_after, 3, 1)), minus_sixteenth);
       parts[i] = hn::BitCast(D8(), hn::Sub(even, hn::ShiftLeft<8>(minus_odd)));
     }
-    StoreParts(parts, to + 2 * x);
-  });
-  TriangleH2V2Reference(near + sources, far + sources, to + 2 * sources, count - 2 * sources);
+    StoreParts<kStores>(parts, to);
+  }
+
+ private:
+  static HWY_INLINE V16 Weight(int part, V8 near, V8 far, int near_weight, int far_weight) {
+    return WeightBytes(hn::BitCast(D8(), InterleavePart(part, near, far)), near_weight, far_weight);
+  }
+};
+
+template <class Filter, Stores kStores>
+void FilterRowVector(const uint8_t* first, const uint8_t* second, uint8_t* to, ptrdiff_t count) {
+  const auto block = [=](ptrdiff_t pair, auto stores) {
+    const ptrdiff_t from = pair * Filter::kSourcesPerPair;
+    Filter::template Block<decltype(stores)::value>(first + from, second + from, to + 2 * pair);
+  };
+  constexpr std::integral_constant<Stores, Stores::kPlain> kPlain;
+  constexpr std::integral_constant<Stores, kStores> kWanted;
+
+  const ptrdiff_t pairs = count / 2;
+  if (pairs < Filter::kPairs) return Filter::kReference(first, second, to, count);
+  ptrdiff_t pair = 0;
+  if (kStores == Stores::kStreaming) {
+    pair = UnitsBeforeStreaming(to, 2);
+    if (pair < 0) return FilterRowVector<Filter, Stores::kPlain>(first, second, to, count);
+    if (pair > 0) block(0, kPlain);
+  }
+  for (; pair <= pairs - Filter::kPairs; pair += Filter::kPairs) block(pair, kWanted);
+  if (pair < pairs) block(pairs - Filter::kPairs, kPlain);
+  const ptrdiff_t from = pairs * Filter::kSourcesPerPair;
+  Filter::kReference(first + from, second + from, to + 2 * pairs, count - 2 * pairs);
 }
+
+template <Stores kStores>
+constexpr std::array<FilterRow, kFilters> kFilterRows = {
+    FilterRowVector<BoxH2V1, kStores>, FilterRowVector<BoxH2V2, kStores>, FilterRowVector<TriangleH2V1, kStores>,
+    FilterRowVector<TriangleH2V2, kStores>};
 
 }  // namespace
 #endif
