@@ -20,25 +20,46 @@ namespace {
 namespace hn = hwy::HWY_NAMESPACE;
 
 // The 64 samples of a group: first as words in scan order, sign above magnitude, then as 32 sets, one per bit of the
-// words. Both take the same 256 bytes.
+// words. Both take the same 256 bytes. A set's bytes are stored one by one and read as a whole: little-endian.
 constexpr int kWords = kGroup * kStripe;
 constexpr int kSigns = 31;  // the set of negative samples
 
-// Sign above magnitude, in scan order; returns the magnitudes' bits together.
-HWY_INLINE uint32_t GatherGroup(const int32_t* src, int step, int columns, int rows, uint32_t mask, uint32_t* words) {
-  if (columns < kGroup || rows < kStripe) std::memset(words, 0, kWords * sizeof(uint32_t));
-  uint32_t any = 0;
-  for (int y = 0; y < rows; ++y) {
-    const int32_t* const row = RowAt(src, y, step);
-    for (int x = 0; x < columns; ++x) {
-      const auto value = LoadSample<uint32_t>(row + x);
-      const uint32_t negative = 0 - (value >> 31);
-      const uint32_t magnitude = ((value ^ negative) - negative) & mask;
-      any |= magnitude;
-      words[kStripe * x + y] = magnitude | negative << 31;
-    }
+// Sign above magnitude.
+template <class D, class V>
+HWY_INLINE V SignMagnitude(D d, V value, V mask) {
+  const V negative = hn::ShiftRight<31>(value);
+  const V magnitude = hn::And(hn::Xor(hn::Add(value, negative), negative), mask);
+  return hn::Or(magnitude, hn::And(negative, hn::Set(d, INT32_MIN)));
+}
+
+// The words of a whole group in scan order; returns the magnitudes' bits together.
+HWY_INLINE uint32_t GatherGroup(const int32_t* src, int step, uint32_t mask, uint32_t* words) {
+  const hn::Full128<int32_t> d;
+  const auto mask4 = hn::Set(d, static_cast<int32_t>(mask));
+  auto any = hn::Zero(d);
+  auto* const out = reinterpret_cast<int32_t*>(words);
+  for (int x = 0; x < kGroup; x += 4) {
+    const auto row = [&](int y) HWY_ATTR { return SignMagnitude(d, hn::LoadU(d, RowAt(src, y, step) + x), mask4); };
+    const auto r0 = row(0), r1 = row(1), r2 = row(2), r3 = row(3);
+    any = hn::Or(any, hn::Or(hn::Or(r0, r1), hn::Or(r2, r3)));
+    const auto low01 = hn::InterleaveLower(d, r0, r1), high01 = hn::InterleaveUpper(d, r0, r1);
+    const auto low23 = hn::InterleaveLower(d, r2, r3), high23 = hn::InterleaveUpper(d, r2, r3);
+    hn::StoreU(hn::ConcatLowerLower(d, low23, low01), d, out + kStripe * x);
+    hn::StoreU(hn::ConcatUpperUpper(d, low23, low01), d, out + kStripe * x + 4);
+    hn::StoreU(hn::ConcatLowerLower(d, high23, high01), d, out + kStripe * x + 8);
+    hn::StoreU(hn::ConcatUpperUpper(d, high23, high01), d, out + kStripe * x + 12);
   }
-  return any;
+  HWY_ALIGN int32_t lanes[4];
+  hn::Store(any, d, lanes);
+  return static_cast<uint32_t>(lanes[0] | lanes[1] | lanes[2] | lanes[3]) & mask;
+}
+
+// Of a group that the block's edges cut.
+HWY_INLINE uint32_t GatherPart(const int32_t* src, int step, int columns, int rows, uint32_t mask, uint32_t* words) {
+  alignas(16) int32_t padded[kStripe][kGroup] = {};
+  for (int y = 0; y < rows; ++y)
+    std::memcpy(padded[y], RowAt(src, y, step), static_cast<size_t>(columns) * sizeof(int32_t));
+  return GatherGroup(padded[0], static_cast<int>(sizeof padded[0]), mask, words);
 }
 
 // Turns a group's words into sets in place.
@@ -47,20 +68,23 @@ HWY_INLINE void SplitIntoSets(uint32_t* words, int planes) {
   const size_t lanes = hn::Lanes(d);
   HWY_ALIGN int32_t shifted[kWords];
   std::memcpy(shifted, words, sizeof shifted);
-  uint64_t* const sets = reinterpret_cast<uint64_t*>(words);
-  const auto split = [&](int set, auto shift) HWY_ATTR {
-    uint64_t bits = 0;
-    for (size_t i = 0; i < kWords; i += lanes) {
-      const auto v = hn::Load(d, shifted + i);
-      uint8_t mask[8] = {};
-      hn::StoreMaskBits(d, hn::Lt(v, hn::Zero(d)), mask);
-      bits |= uint64_t{mask[0]} << i;
-      hn::Store(shift(v), d, shifted + i);
+  auto* const sets = reinterpret_cast<unsigned char*>(words);
+  const auto split = [&](int set, int shift) HWY_ATTR {
+    unsigned char* byte = sets + 8 * set;
+    for (size_t i = 0; i < kWords; i += 8, ++byte) {
+      unsigned bits = 0;
+      for (size_t j = 0; j < 8; j += lanes) {
+        const auto v = hn::Load(d, shifted + i + j);
+        uint8_t mask[8];
+        hn::StoreMaskBits(d, hn::Lt(v, hn::Zero(d)), mask);
+        bits |= static_cast<unsigned>(mask[0]) << j;
+        hn::Store(hn::ShiftLeftSame(v, shift), d, shifted + i + j);
+      }
+      *byte = static_cast<unsigned char>(bits);
     }
-    sets[set] = bits;
   };
-  split(kSigns, [planes](auto v) HWY_ATTR { return hn::ShiftLeftSame(v, kSigns - (planes - 1)); });
-  for (int plane = planes - 1; plane >= 0; --plane) split(plane, [](auto v) HWY_ATTR { return hn::ShiftLeft<1>(v); });
+  split(kSigns, kSigns - (planes - 1));
+  for (int plane = planes - 1; plane >= 0; --plane) split(plane, 1);
 }
 
 // The Io of recording. Raw decisions have context 0.
@@ -167,7 +191,9 @@ class Model {
       const int top = stripe * kStripe, rows = std::min(kStripe, job_.size.height - top);
       for (int g = 0; g < state_.groups(); ++g, words += kWords) {
         const int left = g * kGroup, columns = std::min(kGroup, job_.size.width - left);
-        any |= GatherGroup(RowAt(job_.src, top, job_.src_step) + left, job_.src_step, columns, rows, mask, words);
+        const int32_t* const src = RowAt(job_.src, top, job_.src_step) + left;
+        any |= columns == kGroup && rows == kStripe ? GatherGroup(src, job_.src_step, mask, words)
+                                                    : GatherPart(src, job_.src_step, columns, rows, mask, words);
       }
     }
     const int planes = std::bit_width(any);

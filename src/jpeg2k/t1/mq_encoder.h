@@ -49,23 +49,30 @@ struct MqEncoder {
 inline __attribute__((always_inline)) uint8_t* EncodeDecisions(MqEncoder& encoder, MqContexts& contexts,
                                                                const uint8_t* decisions, int64_t n, uint8_t* out) {
   MqEncoder e = encoder;
+  uint32_t a = e.a << 16;  // at the top of its word, where its leading zeros count
   for (const uint8_t* const end = decisions + n; decisions < end; ++decisions) {
     MqWord& context = contexts.word[*decisions >> 1];
     const MqWord word = context;
-    const MqWord after_mps = kMqWords[word >> 8 & 0xFF], after_lps = kMqWords[word >> 16 & 0xFF];
-    const auto qe = static_cast<uint32_t>(word >> 48);
+    // Runs of insignificant columns come in rows, and cost next to nothing: no state is touched in most of them.
+    if (*decisions == 2 * kRunLength) {
+      const uint32_t qe = static_cast<uint32_t>(word >> 32) & 0xFFFF0000;
+      const bool settled = (word & 1) == 0 && static_cast<int32_t>(a - qe) < 0;
+      if (settled) {
+        a -= qe;
+        e.c += qe >> 16;
+        continue;
+      }
+    }
+    const uint32_t qe = static_cast<uint32_t>(word >> 32) & 0xFFFF0000;
     const uint32_t less_probable = (*decisions ^ static_cast<uint32_t>(word)) & 1;
-    const uint32_t a = e.a - qe;
+    a -= qe;
     // The smaller of the two parts is the less probable symbol's; the one at the interval's lower end is Qe wide.
     const uint32_t lower = 0 - (less_probable ^ static_cast<uint32_t>(a < qe));
     const uint32_t part = a ^ ((a ^ qe) & lower);
-    e.c += qe & ~lower;
-    // The state moves on only with a renormalisation.
-    const MqWord settled = MqWord{0} - (part >> 15);
-    const MqWord unless_lps = after_mps ^ ((after_mps ^ word) & settled);
-    context = unless_lps ^ ((unless_lps ^ after_lps) & (MqWord{0} - less_probable));
-    int shift = std::countl_zero(part) - 16;
-    e.a = part << shift;
+    e.c += (qe & ~lower) >> 16;
+    context = Successor(word, part, less_probable);
+    int shift = std::countl_zero(part);
+    a = part << shift;
     while (shift >= e.ct) [[unlikely]] {
         e.c <<= e.ct;
         shift -= e.ct;
@@ -74,6 +81,7 @@ inline __attribute__((always_inline)) uint8_t* EncodeDecisions(MqEncoder& encode
     e.c <<= shift;
     e.ct -= shift;
   }
+  e.a = a >> 16;
   encoder = e;
   return out;
 }

@@ -129,29 +129,43 @@ class MqSource {
   bool marker_ = false;
 };
 
+// The interval's upper part, a wide, belongs to one symbol, the lower, qe wide, to the other.
+struct Part {
+  Window width;
+  Window c;      // on the part's own scale
+  Window lower;  // 1 when the code lies in the lower part
+};
+HWY_INLINE Part FindPart(Window c, Window a, Window qe) {
+#if defined(__x86_64__)
+  // As in Successor: conditional moves that compilers would turn into a branch.
+  Part part = {a, c, 0};
+  Window rest = c;
+  __asm__("sub %[a], %[rest]\n\tcmovae %[qe], %[width]\n\tcmovae %[rest], %[c]\n\tsetae %b[lower]"
+          : [rest] "+&r"(rest), [width] "+&r"(part.width), [c] "+&r"(part.c), [lower] "+&q"(part.lower)
+          : [a] "r"(a), [qe] "r"(qe)
+          : "cc");
+  return part;
+#else
+  const Window lower = static_cast<Window>(c >= a), mask = Window{0} - lower;
+  return {a ^ ((a ^ qe) & mask), c - (a & mask), lower};
+#endif
+}
+
 // One decision.
 HWY_INLINE uint32_t DecodeDecision(MqRegisters& r, MqSource& source, MqWord& context) {
   const MqWord word = context;
-  const MqWord after_mps = kMqWords[static_cast<size_t>(word >> 8 & 0xFF)];
-  const MqWord after_lps = kMqWords[static_cast<size_t>(word >> 16 & 0xFF)];
   const Window qe = static_cast<Window>(word >> 48) << kHigh;
   const Window a = r.a - qe;
-  // All ones when the code lies in the lower part, which is Qe wide.
-  const Window lower = Window{0} - static_cast<Window>(r.c >= a);
-  const Window part = a ^ ((a ^ qe) & lower);
-  const Window c = r.c - (a & lower);
-  const Window less_probable = (lower & 1) ^ static_cast<Window>(a < qe);
-  // The state moves on only with a renormalisation.
-  const MqWord settled = MqWord{0} - static_cast<MqWord>(part >> (kWindowBits - 1));
-  const MqWord unless_lps = after_mps ^ ((after_mps ^ word) & settled);
-  context = unless_lps ^ ((unless_lps ^ after_lps) & (MqWord{0} - less_probable));
-  const int shift = LeadingZeros(part);
-  r.a = part << shift;
+  const Part part = FindPart(r.c, a, qe);
+  const Window less_probable = part.lower ^ static_cast<Window>(a < qe);
+  context = Successor(word, part.width, less_probable);
+  const int shift = LeadingZeros(part.width);
+  r.a = part.width << shift;
   r.left -= shift;
   if (HWY_LIKELY(r.left >= 0)) {
-    r.c = c << shift;
+    r.c = part.c << shift;
   } else {
-    const Fetched fetched = source.Renormalise(c, r.left + shift, shift);
+    const Fetched fetched = source.Renormalise(part.c, r.left + shift, shift);
     r.c = fetched.c;
     r.left = static_cast<int>(fetched.left);
   }

@@ -26,6 +26,27 @@ inline constexpr auto kMqWords = [] {
   return words;
 }();
 
+// What a context's word becomes: the successor after the less probable symbol; else itself when `part`, the interval's
+// new width, has its top bit set and needs no renormalisation; else the successor after the more probable symbol.
+// Conditional moves, spelt out: compilers make branches of this, and the condition is a coin's toss.
+template <class Width>
+inline __attribute__((always_inline)) MqWord Successor(MqWord word, Width part, Width less_probable) {
+  const MqWord after_mps = kMqWords[static_cast<size_t>(word >> 8 & 0xFF)];
+  const MqWord after_lps = kMqWords[static_cast<size_t>(word >> 16 & 0xFF)];
+#if defined(__x86_64__)
+  MqWord next = after_mps;
+  __asm__("test %[part], %[part]\n\tcmovs %[word], %[next]\n\ttest %[less], %[less]\n\tcmovnz %[lps], %[next]"
+          : [next] "+&r"(next)
+          : [part] "r"(part), [word] "r"(word), [less] "r"(less_probable), [lps] "r"(after_lps)
+          : "cc");
+  return next;
+#else
+  const MqWord settled = MqWord{0} - static_cast<MqWord>(part >> (8 * sizeof part - 1));
+  const MqWord unless_lps = after_mps ^ ((after_mps ^ word) & settled);
+  return unless_lps ^ ((unless_lps ^ after_lps) & (MqWord{0} - less_probable));
+#endif
+}
+
 struct MqContexts {
   MqWord word[kContexts];
   void Reset() {
