@@ -19,22 +19,28 @@ struct Words {
   V16 r, g, b, k;
 };
 
-// Eight pixels of three bytes are read as bytes 0 to 15 and 8 to 23, so that nothing outside them is touched. Byte
-// 3 i + component comes from the first piece if it is there: as 8 is no multiple of 3, those in the second stand
-// elsewhere, and one choice and one shuffle gather a component.
-constexpr ByteTable SecondPieceTable(int component) {
-  ByteTable table;
-  for (int i = 0; i < 8; ++i) {
-    const int byte = 3 * i + component;
-    if (byte >= 16) table.Set(byte - 8, 0xFF);
+// Eight pixels of three bytes are read in two pieces, bytes 0 to 15 and 8 to 23, so that nothing outside them is
+// touched. A blend of their 16-bit lanes and one shuffle gather a component. A byte that both pieces hold is taken from
+// the first unless its lane must be the second's: then its lane in the second piece is one that nobody needs of the
+// first.
+constexpr bool HasBit(int bits, int i) { return (bits >> i & 1) != 0; }
+constexpr int SecondPieceLanes(int component) {
+  int lanes = 0;
+  for (int byte = component; byte < 24; byte += 3) {
+    if (byte >= 16) lanes |= 1 << (byte - 8) / 2;
   }
-  return table;
+  for (int byte = component; byte < 16; byte += 3) {
+    if (byte >= 8 && HasBit(lanes, byte / 2)) lanes |= 1 << (byte - 8) / 2;
+  }
+  return lanes;
 }
 constexpr ByteTable GatherTable(int component) {
+  const int lanes = SecondPieceLanes(component);
   ByteTable table;
   for (int i = 0; i < 8; ++i) {
     const int byte = 3 * i + component;
-    table.Set(2 * i, byte < 16 ? byte : byte - 8);
+    const bool second = byte >= 16 || (byte >= 8 && HasBit(lanes, byte / 2));
+    table.Set(2 * i, second ? byte - 8 : byte);
     table.Set(2 * i + 1, 0x80);
   }
   return table;
@@ -46,14 +52,13 @@ constexpr ByteTable GroupTable() {
   return table;
 }
 struct GatherTables {
-  static constexpr ByteTable kSecondPiece[3] = {SecondPieceTable(0), SecondPieceTable(1), SecondPieceTable(2)};
   static constexpr ByteTable kGather[3] = {GatherTable(0), GatherTable(1), GatherTable(2)};
   static constexpr ByteTable kGroup = GroupTable();
 };
 
 template <int component>
 HWY_INLINE V16 Gather(V8 piece0, V8 piece1) {
-  const V8 both = Choose(GatherTables::kSecondPiece[component], piece1, piece0);
+  const V8 both = ChooseWords<SecondPieceLanes(component)>(piece1, piece0);
   return hn::BitCast(d16, hn::TableLookupBytesOr0(both, Load(GatherTables::kGather[component])));
 }
 
@@ -156,14 +161,15 @@ struct McuForwardVectors {
   static void Convert(const uint8_t* src, int step, int16_t* const* dst) {
     constexpr int across = Horizontal(S), down = Vertical(S);
     for (int row = 0; row < 8; row += kRows) {
+      int16_t* const luminance = dst[0] + LuminanceIndex(S, 0, row * down);
       Pair chroma[2];
       V16 k[2];
       ZMCJ_UNROLL for (int half = 0; half < across; ++half) {
         ZMCJ_UNROLL for (int i = 0; i < down; ++i) {
-          const int y = row * down + i;
-          const Words w = LoadWords<F>(RowAt(src, y, step) + 8 * half * BytesPerPixel(F), ptrdiff_t{down} * step);
+          const uint8_t* p = RowAt(src, row * down + i, step) + 8 * half * BytesPerPixel(F);
+          const Words w = LoadWords<F>(p, ptrdiff_t{down} * step);
           const Pair c = ChromaOf<F>(w);
-          StoreBlockRows<8 * down>(Luminance<F, S, R>(w, c), dst[0] + LuminanceIndex(S, 8 * half, y));
+          StoreBlockRows<8 * down>(Luminance<F, S, R>(w, c), luminance + 64 * half + 8 * i);
           chroma[half] = i == 0 ? c : Pair{hn::Add(chroma[half].r, c.r), hn::Add(chroma[half].b, c.b)};
           k[half] = i == 0 ? w.k : hn::Add(k[half], w.k);
         }

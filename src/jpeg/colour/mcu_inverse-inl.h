@@ -14,13 +14,13 @@ namespace zmcj::HWY_NAMESPACE {
 #if ZMCJ_VECTOR_LEVEL
 namespace {
 
-// What chroma adds to luminance, in 16 bits. With a = 1.402 x 2^16 the red share a Cr >> 16 is Cr + ((a - 65536) Cr >>
-// 16), where the product's weight fits 16 bits; likewise green -Cr + ..., blue Cb + Cb + ... . The 14-bit weights of
-// the rounded arithmetic times 4 have the same form, and their half at 16 bits is that of a rounding high product of
-// half the weight.
+// What chroma adds to luminance, in 16 bits. Weights above 16 bits are split: with w = 1.402 x 2^16 red's share
+// w Cr >> 16 is Cr + ((w - 2^16) Cr >> 16), blue's is Cb + Cb + a product, green's -Cr + the products. The rounded red
+// and blue weights have 14 bits; 4 times them over 2^16 with the half added is a rounding high product of half the
+// weight.
 //
-// Rounded: r, g, b are the shares, saturated. Truncated: their small parts, |share| < 26000; the Cr, -Cr and Cb beside
-// them are added to the luminance first. A sum saturated there stays outside 0..255 whatever small part follows, so the
+// Rounded: r, g, b are the shares, saturated. Truncated: what is left of them beside Cr, -Cr and Cb, below 26000 in
+// magnitude; those go to the luminance first. A sum saturated there stays outside 0..255 whatever is then added, so the
 // clamped result is that of unlimited width.
 struct Chroma {
   V16 r, g, b, cb, cr;
@@ -29,17 +29,13 @@ struct Chroma {
 template <Rounding R>
 HWY_INLINE Chroma SharesOf(V16 cb, V16 cr) {
   constexpr bool rounded = R == Rounding::kRounded;
-  // Green's two products share one rounding. Even and odd lanes apart keep the 32-bit sums in order without a pack.
-  constexpr int cb_weight = rounded ? -4 * 5638 : -22554;
-  constexpr int cr_weight = rounded ? 65536 - 4 * 11700 : 65536 - 46802;
-  constexpr int constant = (128 << 16) + (rounded ? 1 << 15 : 0);
-  const V16 weights = SetPair(cb_weight, cr_weight);
-  const V16 even_pairs = hn::OddEven(hn::BitCast(d16, hn::ShiftLeft<16>(hn::BitCast(d32, cr))), cb);
-  const V16 odd_pairs = hn::OddEven(cr, hn::BitCast(d16, hn::ShiftRight<16>(hn::BitCast(d32, cb))));
-  V32 even = MultiplyPairs(even_pairs, weights), odd = MultiplyPairs(odd_pairs, weights);
-  even = hn::Add(even, hn::Set(d32, constant));
-  odd = hn::Add(odd, hn::Set(d32, constant));
-  const V16 g = hn::OddEven(hn::BitCast(d16, odd), hn::BitCast(d16, hn::ShiftRight<16>(even)));
+  // Green's two products share one rounding.
+  constexpr int shift = rounded ? 14 : 16, bias = (128 << shift) + (rounded ? 1 << 13 : 0);
+  const V16 weights = rounded ? SetPair(-5638, -11700) : SetPair(-22554, 65536 - 46802);
+  const V32 left = MultiplyPairs(hn::InterleaveLower(cb, cr), weights);
+  const V32 right = MultiplyPairs(hn::InterleaveUpper(d16, cb, cr), weights);
+  const V16 g = NarrowTo16(hn::ShiftRight<shift>(hn::Add(left, hn::Set(d32, bias))),
+                           hn::ShiftRight<shift>(hn::Add(right, hn::Set(d32, bias))));
 
   const V16 centre = hn::Set(d16, 128);
   const V16 red = rounded ? hn::MulFixedPoint15(cr, hn::Set(d16, (4 * 22970 - 65536) / 2))
@@ -48,7 +44,7 @@ HWY_INLINE Chroma SharesOf(V16 cb, V16 cr) {
                            : hn::MulHigh(cb, hn::Set(d16, 116130 - 131072));
   const V16 r = hn::Add(red, centre), b = hn::Add(hn::Add(blue, cb), centre);
   if (!rounded) return {r, g, b, cb, cr};
-  return {hn::SaturatedAdd(cr, r), hn::SaturatedSub(g, cr), hn::SaturatedAdd(cb, b), cb, cr};
+  return {hn::SaturatedAdd(cr, r), g, hn::SaturatedAdd(cb, b), cb, cr};
 }
 
 HWY_INLINE V16 Twice(V16 v, int half) { return half == 0 ? hn::InterleaveLower(v, v) : hn::InterleaveUpper(d16, v, v); }

@@ -35,7 +35,8 @@ static_assert(kRows == 1 || kRows == 2);
 // Sixteen bytes of each of the register's rows, which are `distance` bytes apart.
 HWY_INLINE V8 LoadRows(const uint8_t* first, ptrdiff_t distance) {
   if (kRows == 1) return hn::LoadU(d8, first);
-  return hn::Combine(d8, hn::LoadU(d8_half, first + distance), hn::LoadU(d8_half, first));
+  // Broadcasting loads and a blend leave the shuffle units alone, which an insertion would occupy.
+  return hn::ConcatUpperLower(d8, hn::LoadDup128(d8, first + distance), hn::LoadDup128(d8, first));
 }
 
 HWY_INLINE void StoreRow(V8 v, int row, uint8_t* to) {
@@ -72,6 +73,23 @@ struct alignas(32) ByteTable {
 HWY_INLINE V8 Load(const ByteTable& table) { return hn::Load(d8, table.bytes); }
 HWY_INLINE V8 Choose(const ByteTable& mask, V8 yes, V8 no) {
   return hn::IfThenElse(hn::MaskFromVec(Load(mask)), yes, no);
+}
+
+// Per 128 bits, the 16-bit lanes whose bit is set in `lanes` from yes, the others from no.
+template <int lanes>
+HWY_INLINE V8 ChooseWords(V8 yes, V8 no) {
+#if HWY_TARGET == HWY_AVX2
+  return V8{_mm256_blend_epi16(no.raw, yes.raw, lanes)};
+#elif HWY_TARGET == HWY_SSE4
+  return V8{_mm_blend_epi16(no.raw, yes.raw, lanes)};
+#else
+  static constexpr ByteTable kMask = [] {
+    ByteTable table;
+    for (int i = 0; i < 16; ++i) table.Set(i, lanes >> i / 2 & 1 ? 0xFF : 0);
+    return table;
+  }();
+  return Choose(kMask, yes, no);
+#endif
 }
 
 // first x low + second x high of each pair of 16-bit lanes.
