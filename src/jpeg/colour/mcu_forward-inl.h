@@ -160,8 +160,9 @@ struct McuForwardVectors {
   template <PixelFormat F, Sampling S, Rounding R>
   static void Convert(const uint8_t* src, int step, int16_t* const* dst) {
     constexpr int across = Horizontal(S), down = Vertical(S);
+    int16_t *const y = dst[0], *const cb = dst[1], *const cr = dst[2];
     for (int row = 0; row < 8; row += kRows) {
-      int16_t* const luminance = dst[0] + LuminanceIndex(S, 0, row * down);
+      int16_t* const luminance = y + LuminanceIndex(S, 0, row * down);
       Pair chroma[2];
       V16 k[2];
       ZMCJ_UNROLL for (int half = 0; half < across; ++half) {
@@ -176,8 +177,8 @@ struct McuForwardVectors {
       }
       const Pair &left = chroma[0], &right = chroma[across - 1];
       const Pair cbcr = Chroma<F, S, R>({SiteSums<S>(left.r, right.r), SiteSums<S>(left.b, right.b)});
-      StoreBlockRows(cbcr.r, dst[1] + 8 * row);
-      StoreBlockRows(cbcr.b, dst[2] + 8 * row);
+      StoreBlockRows(cbcr.r, cb + 8 * row);
+      StoreBlockRows(cbcr.b, cr + 8 * row);
       if (F == PixelFormat::kCmyk) StoreBlockRows(Mean<S>(SiteSums<S>(k[0], k[across - 1])), dst[3] + 8 * row);
     }
   }
