@@ -103,9 +103,9 @@ HWY_INLINE Pair ChromaOf(const Words& w) {
 }
 
 // The weights of luminance add up to one, so Y = G + the weighted differences; those of chroma to zero, and one of them
-// is a half. Hence with S for sums over a site's n pixels, and every >> rounding down,
-//   Cb = (weight (SR - SG) >> 16) + (SB - SG) + bias) >> (1 + log2 n)
-// in 16 bits: what the first shift drops is less than one unit of the rest, which are whole numbers.
+// is a half. Hence, with S for sums over a site's n pixels and every >> rounding down,
+//   Cb = ((weight (SR - SG) >> 16) + (SB - SG) + bias) >> (1 + log2 n)
+// in 16 bits. The two shifts give what a single one gives: between them only whole numbers are added.
 template <PixelFormat F, Sampling S, Rounding R>
 struct Fixed {
   static constexpr ForwardArithmetic k = ForwardArithmeticOf(F, S, R);

@@ -166,6 +166,7 @@ HWY_INLINE void StoreEight(const PixelBytes<F>& pixels, int half, int row, uint8
 
 HWY_INLINE V16 Uncentred(const int16_t* rows) { return hn::SaturatedAdd(LoadBlockRows(rows), hn::Set(d16, 128)); }
 
+// Plain components need no shares: they are cb and cr themselves.
 template <PixelFormat F, Rounding R>
 HWY_INLINE Chroma LoadChroma(const int16_t* const* src, int row) {
   if constexpr (F == PixelFormat::kComponents) {

@@ -64,8 +64,7 @@ HWY_INLINE void StoreBlockRows(V16 v, int16_t* first) {
   ZMCJ_UNROLL for (int row = 0; row < kRows; ++row) StoreRow(v8, row, bytes + row * 2 * distance);
 }
 
-// A table of byte indices or masks for every 128 bits, given twice: one plain load at each level. Index 0x80 gives
-// zero.
+// Byte indices (0x80 gives zero) or masks for every 128 bits, given twice: one plain load at each level.
 struct alignas(32) ByteTable {
   uint8_t bytes[32] = {};
   constexpr void Set(int i, int value) { bytes[i] = bytes[i + 16] = static_cast<uint8_t>(value); }
@@ -97,6 +96,7 @@ HWY_INLINE V16 SetPair(int low, int high) {
   return hn::BitCast(d16, hn::Set(d32, static_cast<int32_t>((static_cast<uint32_t>(high) << 16) |
                                                             (static_cast<uint32_t>(low) & 0xFFFF))));
 }
+// a x b, each pair of 16-bit lanes added up.
 HWY_INLINE V32 MultiplyPairs(V16 a, V16 b) {
   V32 sum1 = hn::Zero(d32);
   const V32 sum0 = hn::ReorderWidenMulAccumulate(d32, a, b, hn::Zero(d32), sum1);
@@ -108,6 +108,8 @@ HWY_INLINE V16 NarrowTo16(V32 a, V32 b) { return hn::ReorderDemote2To(d16, a, b)
 HWY_INLINE V8 NarrowTo8(V16 a, V16 b) {
 #if HWY_TARGET == HWY_AVX2
   return V8{_mm256_packus_epi16(a.raw, b.raw)};
+#elif HWY_TARGET == HWY_SSE4
+  return V8{_mm_packus_epi16(a.raw, b.raw)};
 #else
   return hn::Combine(d8, hn::DemoteTo(d8_half, b), hn::DemoteTo(d8_half, a));
 #endif
