@@ -183,8 +183,10 @@ int Encode(const uint8_t* rgb, const Sampling& sampling, std::vector<uint8_t>& o
     for (int x = 0; x < kWidth; x += 8 * sampling.horizontal) {
       sampling.forward(rgb + 3 * (size_t{kWidth} * y + x), 3 * kWidth, mcu.planes);
       for (int i = 0; i < mcu.count; ++i) {
+        zmciDCTQuantFwd8x8_JPEG_16s_C1I(mcu.blocks[i], reciprocals[mcu.component[i] != 0]);
+      }
+      for (int i = 0; i < mcu.count; ++i) {
         const int c = mcu.component[i], table = c != 0;
-        zmciDCTQuantFwd8x8_JPEG_16s_C1I(mcu.blocks[i], reciprocals[table]);
         const ZmcStatus status = zmciEncodeHuffman8x8_JPEG_16s1u_C1(
             mcu.blocks[i], out.data(), size, &writer.at, &mcu.last_dc[c], dc[table].get(), ac[table].get(), state, 0);
         Require(status == zmcStatusOk, "encoding a block");
@@ -245,7 +247,10 @@ void Decode(const std::vector<uint8_t>& file, const Sampling& sampling, uint8_t*
             zmciDecodeHuffman8x8_JPEG_1u16s_C1(file.data(), size, &at, mcu.blocks[i], &mcu.last_dc[c], &marker,
                                                headers.huffman[0][table].get(), headers.huffman[1][table].get(), state);
         Require(status == zmcStatusOk || status == zmcStatusMarkerFound, "decoding a block");
-        zmciDCTQuantInv8x8_JPEG_16s_C1I(mcu.blocks[i], headers.quantisers[table]);
+      }
+      // Not right behind the decoder: its coefficients must have left the store buffer to be loaded as vectors.
+      for (int i = 0; i < mcu.count; ++i) {
+        zmciDCTQuantInv8x8_JPEG_16s_C1I(mcu.blocks[i], headers.quantisers[mcu.component[i] != 0]);
       }
       sampling.inverse(mcu.planes, rgb + 3 * (size_t{kWidth} * y + x), 3 * kWidth);
     }
