@@ -2,7 +2,7 @@
 // decisions and can stop after any of them: a byte goes to the output only when no carry can reach it any more.
 #pragma once
 
-#include <bit>
+#include <algorithm>
 #include <cstdint>
 
 #include "jpeg2k/t1/mq_words.h"
@@ -50,28 +50,30 @@ inline __attribute__((always_inline)) uint8_t* EncodeDecisions(MqEncoder& encode
                                                                const uint8_t* decisions, int64_t n, uint8_t* out) {
   MqEncoder e = encoder;
   uint32_t a = e.a << 16;  // at the top of its word, where its leading zeros count
+  // The next decision's context is read before this one's is written, and taken from the register when it is the same:
+  // the way through memory would be the longest part of the loop.
+  MqWord word = n > 0 ? contexts.word[*decisions >> 1] : 0;
   for (const uint8_t* const end = decisions + n; decisions < end; ++decisions) {
-    MqWord& context = contexts.word[*decisions >> 1];
-    const MqWord word = context;
-    // Runs of insignificant columns come in rows, and cost next to nothing: no state is touched in most of them.
-    if (*decisions == 2 * kRunLength) {
-      const uint32_t qe = static_cast<uint32_t>(word >> 32) & 0xFFFF0000;
-      const bool settled = (word & 1) == 0 && static_cast<int32_t>(a - qe) < 0;
-      if (settled) {
-        a -= qe;
-        e.c += qe >> 16;
-        continue;
-      }
-    }
+    const uint32_t decision = *decisions, following = decisions[decisions + 1 < end];
+    const MqWord ahead = contexts.word[following >> 1];
+    const uint32_t same = static_cast<uint32_t>((decision ^ following) < 2);
     const uint32_t qe = static_cast<uint32_t>(word >> 32) & 0xFFFF0000;
-    const uint32_t less_probable = (*decisions ^ static_cast<uint32_t>(word)) & 1;
     a -= qe;
+    // Runs of insignificant columns come in rows, and cost next to nothing: no state is touched in most of them.
+    if (decision == 2 * kRunLength && (word & 1) == 0 && static_cast<int32_t>(a) < 0) {
+      e.c += qe >> 16;
+      word = Select(same, word, ahead);
+      continue;
+    }
+    const uint32_t less_probable = (decision ^ static_cast<uint32_t>(word)) & 1;
     // The smaller of the two parts is the less probable symbol's; the one at the interval's lower end is Qe wide.
-    const uint32_t lower = 0 - (less_probable ^ static_cast<uint32_t>(a < qe));
-    const uint32_t part = a ^ ((a ^ qe) & lower);
-    e.c += (qe & ~lower) >> 16;
-    context = Successor(word, part, less_probable);
-    int shift = std::countl_zero(part);
+    const uint32_t lower = less_probable ^ static_cast<uint32_t>(a < qe);
+    const uint32_t part = Select(lower, qe, a);
+    e.c += (qe >> 16) & (lower - 1);
+    const MqWord successor = Successor(word, part, less_probable);
+    contexts.word[decision >> 1] = successor;
+    word = Select(same, successor, ahead);
+    int shift = __builtin_clz(part);
     a = part << shift;
     while (shift >= e.ct) [[unlikely]] {
         e.c <<= e.ct;

@@ -47,6 +47,20 @@ inline __attribute__((always_inline)) MqWord Successor(MqWord word, Width part, 
 #endif
 }
 
+// `yes` where the condition, 0 or 1, holds. A conditional move for the same reason.
+template <class T>
+inline __attribute__((always_inline)) T Select(uint32_t condition, T yes, T no) {
+#if defined(__x86_64__)
+  __asm__("test %[condition], %[condition]\n\tcmovnz %[yes], %[no]"
+          : [no] "+r"(no)
+          : [condition] "r"(condition), [yes] "r"(yes)
+          : "cc");
+  return no;
+#else
+  return no ^ ((no ^ yes) & (T{0} - condition));
+#endif
+}
+
 struct MqContexts {
   MqWord word[kContexts];
   void Reset() {
