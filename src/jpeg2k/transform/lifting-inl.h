@@ -127,6 +127,7 @@ ZMCJ_LIFTING_INLINE void FeedColumn(const FeedRows<typename W::Sample>& rows, in
                                     typename W::Register* state) {
   using V = typename M::V;
   Ladder<W, kInverse, M, false> ladder;
+#pragma GCC unroll 4
   for (int i = 0; i < W::kSteps; ++i) ladder.rung[i] = M::Load(state + i * kStripColumns + x);
   for (int f = 0; f < feeds; ++f) {
     V a, b;
@@ -134,6 +135,7 @@ ZMCJ_LIFTING_INLINE void FeedColumn(const FeedRows<typename W::Sample>& rows, in
     M::Store(a, rows.out_a[f] + x);
     M::Store(b, rows.out_b[f] + x);
   }
+#pragma GCC unroll 4
   for (int i = 0; i < W::kSteps; ++i) M::Store(ladder.rung[i], state + i * kStripColumns + x);
 }
 
@@ -147,24 +149,58 @@ void Columns(const FeedRows<typename W::Sample>& rows, int feeds, int columns, v
   for (; x < columns; ++x) FeedColumn<W, kInverse, Single<Register>>(rows, feeds, x, registers);
 }
 
-// Where a row's samples of feed c come from and its results go to.
-template <class M, class S>
-ZMCJ_LIFTING_INLINE void LoadFeed(const Interleaved<S>& src, int64_t c, typename M::V& b, typename M::V& a) {
-  M::LoadPairs(src.At(c), b, a);
+// A row's samples from some position on, in pairs: samples i of the type that stands there and of the other.
+template <class S>
+struct PairsFrom {
+  S* pairs;
+
+  PairsFrom(const Interleaved<S>& line, int64_t position) : pairs(line.At(position)) {}
+  template <class M>
+  ZMCJ_LIFTING_INLINE void Load(int64_t i, typename M::V& first, typename M::V& second) const {
+    M::LoadPairs(pairs + 2 * i, first, second);
+  }
+  template <class M>
+  ZMCJ_LIFTING_INLINE void Store(int64_t i, typename M::V first, typename M::V second) const {
+    M::StorePairs(first, second, pairs + 2 * i);
+  }
+  template <class M>
+  ZMCJ_LIFTING_INLINE void StoreAllButLast(int64_t i, typename M::V first, typename M::V second) const {
+    S staged[2 * M::kLanes];
+    M::StorePairs(first, second, staged);
+    std::memcpy(pairs + 2 * i, staged, sizeof(S) * (2 * M::kLanes - 1));
+  }
+};
+template <class S>
+struct BandsFrom {
+  S* firsts;
+  S* seconds;
+
+  BandsFrom(const Bands<S>& line, int64_t position) : firsts(line.At(position)), seconds(line.At(position + 1)) {}
+  template <class M>
+  ZMCJ_LIFTING_INLINE void Load(int64_t i, typename M::V& first, typename M::V& second) const {
+    first = M::Load(firsts + i);
+    second = M::Load(seconds + i);
+  }
+  template <class M>
+  ZMCJ_LIFTING_INLINE void Store(int64_t i, typename M::V first, typename M::V second) const {
+    M::Store(first, firsts + i);
+    M::Store(second, seconds + i);
+  }
+  template <class M>
+  ZMCJ_LIFTING_INLINE void StoreAllButLast(int64_t i, typename M::V first, typename M::V second) const {
+    S staged[M::kLanes];
+    M::Store(first, firsts + i);
+    M::Store(second, staged);
+    std::memcpy(seconds + i, staged, sizeof(S) * (M::kLanes - 1));
+  }
+};
+template <class S>
+ZMCJ_LIFTING_INLINE PairsFrom<S> From(const Interleaved<S>& line, int64_t position) {
+  return {line, position};
 }
-template <class M, class S>
-ZMCJ_LIFTING_INLINE void LoadFeed(const Bands<S>& src, int64_t c, typename M::V& b, typename M::V& a) {
-  b = M::Load(src.B(c));
-  a = M::Load(src.A(c + 1));
-}
-template <class M, class S>
-ZMCJ_LIFTING_INLINE void StoreResults(const Interleaved<S>& dst, int64_t c, typename M::V a, typename M::V b) {
-  M::StorePairs(a, b, dst.At(c));
-}
-template <class M, class S>
-ZMCJ_LIFTING_INLINE void StoreResults(const Bands<S>& dst, int64_t c, typename M::V a, typename M::V b) {
-  M::Store(a, dst.A(c));
-  M::Store(b, dst.B(c + 1));
+template <class S>
+ZMCJ_LIFTING_INLINE BandsFrom<S> From(const Bands<S>& line, int64_t position) {
+  return {line, position};
 }
 
 template <class W, bool kInverse, template <class> class Machine, class Source, class Target>
@@ -174,39 +210,59 @@ void Row(Source src, Target dst, const Line& line) {
   using One = Single<Register>;
   using M = Machine<Register>;
   using V = typename M::V;
-  constexpr int kSteps = W::kSteps, kPair = 2 * M::kLanes;
-  const auto sample = [&](int64_t position) { return LoadSample<Sample>(src.At(line.Fold(position))); };
+  constexpr int kSteps = W::kSteps, kLanes = M::kLanes, kPairs = 2 * kLanes;
 
-  // One sample at a time until there are results of position 0 or later, and of -1 where the line starts with a B.
-  Ladder<W, kInverse, One, false> start = {};
+  // Of the feeds, as many of the last ones as fill registers go in registers; the ones before go one by one, at least
+  // those that only fill the ladder.
   int64_t c = line.FirstFeed(kSteps);
-  start.rung[0] = Filter<W, kInverse, One>::EnterA(static_cast<Register>(sample(c - 1)));
-  const int64_t first_results = line.a_offset() == 0 ? 0 : 1;
-  for (; c + 1 - kSteps < first_results; c += 2) {
+  const int64_t feeds = (line.LastFeed(kSteps) - c) / 2 + 1;
+  const bool wide = kLanes > 1 && line.length >= kPairs + kSteps;
+  const int64_t registers = wide ? (feeds - (kSteps - 1)) / kLanes : 0;
+
+  const auto sample = [&](int64_t position) {
+    return static_cast<Register>(LoadSample<Sample>(src.At(line.Fold(position))));
+  };
+  Ladder<W, kInverse, One, false> start = {};
+  start.rung[0] = Filter<W, kInverse, One>::EnterA(sample(c - 1));
+  for (int64_t i = feeds - registers * kLanes; i > 0; --i, c += 2) {
     Register a, b;
-    start.Feed(static_cast<Register>(sample(c)), static_cast<Register>(sample(c + 1)), a, b);
-    if (c + 2 - kSteps == 0) One::Store(b, dst.At(0));
+    start.Feed(sample(c), sample(c + 1), a, b);
+    const int64_t results = c + 1 - kSteps;
+    if (results >= 0) One::Store(a, dst.At(results));
+    if (results >= -1 && results + 1 < line.length) One::Store(b, dst.At(results + 1));
   }
+  if (registers == 0) return;
 
   Ladder<W, kInverse, M, true> ladder;
+#pragma GCC unroll 4
   for (int i = 0; i < kSteps; ++i) ladder.rung[i] = M::Set(start.rung[i]);
+  const auto from = From(src, c);
+  const auto to = From(dst, c + 1 - kSteps);
+  const int64_t last = (registers - 1) * kLanes;
   V a, b;
-  for (; c + kPair <= line.length; c += kPair) {
-    LoadFeed<M>(src, c, b, a);
+  for (int64_t i = 0; i < last; i += kLanes) {
+    from.template Load<M>(i, b, a);
     ladder.Feed(b, a, a, b);
-    StoreResults<M>(dst, c + 1 - kSteps, a, b);
+    to.template Store<M>(i, a, b);
   }
 
-  // The rest through a copy with the samples that follow the end of the line.
-  const int64_t end = line.LastFeed(kSteps) + 2;
-  for (; c < end; c += kPair) {
-    Sample staged[kPair] = {};
-    for (int i = 0; i < kPair && c + i < end; ++i) staged[i] = sample(c + i);
-    M::LoadPairs(staged, b, a);
-    ladder.Feed(b, a, a, b);
-    M::StorePairs(a, b, staged);
-    for (int i = 0; i < kPair && c + 1 - kSteps + i < line.length; ++i)
-      StoreSample(dst.At(c + 1 - kSteps + i), staged[i]);
+  // The last register's samples go on beyond the end of the line, and its last result may do so.
+  if (line.mirrored) {
+    using Raw = Machine<Sample>;
+    Sample end[kPairs + kSteps];
+    typename Raw::V first, second;
+    From(src, line.length - kPairs).template Load<Raw>(0, first, second);
+    Raw::StorePairs(first, second, end);
+    for (int i = 0; i < kSteps; ++i) end[kPairs + i] = end[kPairs - 2 - i];
+    M::LoadPairs(end + (c + 2 * last + kPairs - line.length), b, a);
+  } else {
+    from.template Load<M>(last, b, a);
+  }
+  ladder.Feed(b, a, a, b);
+  if (line.LastFeed(kSteps) + 2 - kSteps < line.length) {
+    to.template Store<M>(last, a, b);
+  } else {
+    to.template StoreAllButLast<M>(last, a, b);
   }
 }
 

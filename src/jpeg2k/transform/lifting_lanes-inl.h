@@ -15,7 +15,34 @@ struct LanesBase {
   static HWY_INLINE V Set(T value) { return hn::Set(D(), value); }
   static HWY_INLINE V Load(const T* p) { return hn::LoadU(D(), p); }
   static HWY_INLINE void Store(V v, T* p) { hn::StoreU(v, D(), p); }
-  static HWY_INLINE void LoadPairs(const T* p, V& first, V& second) { hn::LoadInterleaved2(D(), p, first, second); }
+  static HWY_INLINE void LoadPairs(const T* p, V& first, V& second) {
+#if HWY_TARGET == HWY_AVX2
+    // The even and odd 32-bit units of two registers whose halves are so placed that no shuffle crosses them.
+    const hn::Half<D> half;
+    const hn::Repartition<float, D> d32;
+    constexpr int kHalf = kLanes / 2;
+    V low = hn::Combine(D(), hn::LoadU(half, p + 2 * kHalf), hn::LoadU(half, p));
+    V high = hn::Combine(D(), hn::LoadU(half, p + 3 * kHalf), hn::LoadU(half, p + kHalf));
+    if constexpr (sizeof(T) == 2) {
+      // Within each 128 bits, the even lanes to the front.
+      alignas(32) static constexpr uint8_t kEvenLanesFirst[32] = {0, 1, 4, 5, 8, 9, 12, 13, 2, 3, 6, 7, 10, 11, 14, 15,
+                                                                  0, 1, 4, 5, 8, 9, 12, 13, 2, 3, 6, 7, 10, 11, 14, 15};
+      const hn::Repartition<uint8_t, D> d8;
+      const hn::Repartition<uint64_t, D> d64;
+      const auto order = hn::Load(d8, kEvenLanesFirst);
+      const auto l = hn::BitCast(d64, hn::TableLookupBytes(hn::BitCast(d8, low), order));
+      const auto h = hn::BitCast(d64, hn::TableLookupBytes(hn::BitCast(d8, high), order));
+      first = hn::BitCast(D(), hn::InterleaveLower(d64, l, h));
+      second = hn::BitCast(D(), hn::InterleaveUpper(d64, l, h));
+    } else {
+      const auto l = hn::BitCast(d32, low), h = hn::BitCast(d32, high);
+      first = hn::BitCast(D(), hn::Vec<decltype(d32)>{_mm256_shuffle_ps(l.raw, h.raw, 0x88)});
+      second = hn::BitCast(D(), hn::Vec<decltype(d32)>{_mm256_shuffle_ps(l.raw, h.raw, 0xDD)});
+    }
+#else
+    hn::LoadInterleaved2(D(), p, first, second);
+#endif
+  }
   static HWY_INLINE void StorePairs(V first, V second, T* p) { hn::StoreInterleaved2(first, second, D(), p); }
 
   static HWY_INLINE V Add(V a, V b) { return hn::Add(a, b); }
