@@ -126,9 +126,10 @@ template <class W, bool kInverse, class M>
 ZMCJ_LIFTING_INLINE void FeedColumn(const FeedRows<typename W::Sample>& rows, int feeds, int x,
                                     typename W::Register* state) {
   using V = typename M::V;
+  constexpr int kStrip = kStripColumns<typename W::Sample>;
   Ladder<W, kInverse, M, false> ladder;
 #pragma GCC unroll 4
-  for (int i = 0; i < W::kSteps; ++i) ladder.rung[i] = M::Load(state + i * kStripColumns + x);
+  for (int i = 0; i < W::kSteps; ++i) ladder.rung[i] = M::Load(state + i * kStrip + x);
   for (int f = 0; f < feeds; ++f) {
     V a, b;
     ladder.Feed(M::Load(rows.in_b[f] + x), M::Load(rows.in_a[f] + x), a, b);
@@ -136,7 +137,7 @@ ZMCJ_LIFTING_INLINE void FeedColumn(const FeedRows<typename W::Sample>& rows, in
     M::Store(b, rows.out_b[f] + x);
   }
 #pragma GCC unroll 4
-  for (int i = 0; i < W::kSteps; ++i) M::Store(ladder.rung[i], state + i * kStripColumns + x);
+  for (int i = 0; i < W::kSteps; ++i) M::Store(ladder.rung[i], state + i * kStrip + x);
 }
 
 template <class W, bool kInverse, template <class> class Machine>
@@ -144,8 +145,14 @@ void Columns(const FeedRows<typename W::Sample>& rows, int feeds, int columns, v
   using Register = typename W::Register;
   using M = Machine<Register>;
   Register* const registers = static_cast<Register*>(state);
+  constexpr int kCacheLine = 64 / static_cast<int>(sizeof(typename W::Sample));
   int x = 0;
-  for (; x <= columns - M::kLanes; x += M::kLanes) FeedColumn<W, kInverse, M>(rows, feeds, x, registers);
+  for (; x <= columns - M::kLanes; x += M::kLanes) {
+    if (x % kCacheLine == 0) {
+      for (const auto* row : rows.next) __builtin_prefetch(row + x);
+    }
+    FeedColumn<W, kInverse, M>(rows, feeds, x, registers);
+  }
   for (; x < columns; ++x) FeedColumn<W, kInverse, Single<Register>>(rows, feeds, x, registers);
 }
 
@@ -204,7 +211,7 @@ ZMCJ_LIFTING_INLINE BandsFrom<S> From(const Bands<S>& line, int64_t position) {
 }
 
 template <class W, bool kInverse, template <class> class Machine, class Source, class Target>
-void Row(Source src, Target dst, const Line& line) {
+void Row(Source src, Target dst, const Line& line, const typename W::Sample* next) {
   using Sample = typename W::Sample;
   using Register = typename W::Register;
   using One = Single<Register>;
@@ -241,6 +248,7 @@ void Row(Source src, Target dst, const Line& line) {
   const int64_t last = (registers - 1) * kLanes;
   V a, b;
   for (int64_t i = 0; i < last; i += kLanes) {
+    __builtin_prefetch(next + 2 * i);
     from.template Load<M>(i, b, a);
     ladder.Feed(b, a, a, b);
     to.template Store<M>(i, a, b);

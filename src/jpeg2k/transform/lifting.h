@@ -63,26 +63,32 @@ struct Interleaved {
   T* At(int64_t position) const { return line + static_cast<ptrdiff_t>(position); }
 };
 
-// The rows of several feeds, for one strip of columns.
-inline constexpr int kFeeds = 4;
-inline constexpr int kStripColumns = 512;
+// The rows of a few feeds, for one strip of columns. Each further row of a block is one more stream of memory, and rows
+// whose step is a power of two share their cache sets: two feeds are the most that pay. The rows of the next block are
+// asked for while this one is in work, since no hardware foresees the jump from strip row to strip row: with that, a
+// strip as narrow as 2 KiB keeps up with memory.
+inline constexpr int kFeeds = 2;
+inline constexpr int kStripBytes = 2048;
+template <class T>
+inline constexpr int kStripColumns = kStripBytes / static_cast<int>(sizeof(T));
 template <class T>
 struct FeedRows {
   const T* in_a[kFeeds];
   const T* in_b[kFeeds];
   T* out_a[kFeeds];
   T* out_b[kFeeds];
+  const T* next[2 * kFeeds];
 };
 
 template <class T>
 struct LiftingKernels {
-  // Vertically: `feeds` feeds of `columns` columns. `state` holds the ladder of each column: kStripColumns registers
-  // for every step.
+  // Vertically: `feeds` feeds of `columns` columns. `state` holds the ladder of each column: kStripColumns lanes for
+  // every step.
   void (*forward_columns)(const FeedRows<T>& rows, int feeds, int columns, void* state);
   void (*inverse_columns)(const FeedRows<T>& rows, int feeds, int columns, void* state);
-  // Horizontally: one line, out of place.
-  void (*forward_row)(Interleaved<const T> src, Bands<T> dst, const Line& line);
-  void (*inverse_row)(Bands<const T> src, Interleaved<T> dst, const Line& line);
+  // Horizontally: one line, out of place. `next` is the row that will be read next; it is asked for meanwhile.
+  void (*forward_row)(Interleaved<const T> src, Bands<T> dst, const Line& line, const T* next);
+  void (*inverse_row)(Bands<const T> src, Interleaved<T> dst, const Line& line, const T* next);
 };
 
 // The five wavelets: filter, sample type, the type of a register's lanes, and the number of lifting steps.

@@ -1,4 +1,6 @@
 // The exported line operations: one level of a wavelet along rows or columns, with the border in the caller's memory.
+#include <algorithm>
+
 #include "core/check.h"
 #include "jpeg2k/transform/lifting_planes.h"
 
@@ -44,7 +46,7 @@ ZmcStatus ForwardRows(const T* src, int src_step, T* low, int low_step, T* high,
         continue;
       }
     }
-    kernel({row}, {low_row, high_row, line}, line);
+    kernel({row}, {low_row, high_row, line}, line, RowAt(src, std::min(y + 1, size.height - 1), src_step));
   }
   return zmcStatusOk;
 }
@@ -56,7 +58,8 @@ ZmcStatus InverseRows(const T* low, int low_step, const T* high, int high_step, 
   const Line line = LineOf(size.width, true, phase);
   const auto kernel = wavelet_family->Of(W()).inverse_row;
   for (int y = 0; y < size.height; ++y)
-    kernel({RowAt(high, y, high_step), RowAt(low, y, low_step), line}, {RowAt(dst, y, dst_step)}, line);
+    kernel({RowAt(high, y, high_step), RowAt(low, y, low_step), line}, {RowAt(dst, y, dst_step)}, line,
+           RowAt(high, std::min(y + 1, size.height - 1), high_step));
   return zmcStatusOk;
 }
 

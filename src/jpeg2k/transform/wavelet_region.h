@@ -93,7 +93,7 @@ class RegionTransform {
     StoreSample(second, pair.high);
   }
 
-  void TransformRow(const T* src, T* dst) const {
+  void TransformRow(const T* src, T* dst, const T* next) const {
     if (width_ == 1) {
       const T v = LoadSample<T>(src);
       StoreSample(dst, odd_x_ ? DoubledOrHalved(v, kInverse) : v);
@@ -111,9 +111,9 @@ class RegionTransform {
     const Line line = MirroredLine(width_, odd_x_);
     const auto& kernels = wavelet_family->Of(W());
     if constexpr (kInverse) {
-      kernels.inverse_row({src + LowCount(width_, odd_x_), src, line}, {dst}, line);
+      kernels.inverse_row({src + LowCount(width_, odd_x_), src, line}, {dst}, line, next);
     } else {
-      kernels.forward_row({src}, {dst, dst + LowCount(width_, odd_x_), line}, line);
+      kernels.forward_row({src}, {dst, dst + LowCount(width_, odd_x_), line}, line, next);
     }
   }
 
@@ -137,11 +137,13 @@ class RegionTransform {
       if (!LeadsCycle(leader)) continue;
       std::memcpy(set_aside_, RowOf(leader), sizeof(T) * static_cast<size_t>(width_));
       int y = leader;
-      for (int source = SourceOf(y); source != leader; source = SourceOf(y)) {
-        TransformRow(RowOf(source), RowOf(y));
+      for (int source = SourceOf(y); source != leader;) {
+        const int next = SourceOf(source);
+        TransformRow(RowOf(source), RowOf(y), RowOf(next));
         y = source;
+        source = next;
       }
-      TransformRow(set_aside_, RowOf(y));
+      TransformRow(set_aside_, RowOf(y), RowOf(std::min(leader + 1, height_ - 1)));
     }
   }
 
