@@ -96,6 +96,9 @@ struct Ladder {
   using V = typename M::V;
   V rung[W::kSteps];
 
+  // Not left to the compiler, which would give a constructor of its own no instruction set.
+  ZMCJ_LIFTING_INLINE Ladder() {}
+
   // In: samples of type B and the ones of type A after them. Out: results of type A and those of type B after them.
   ZMCJ_LIFTING_INLINE void Feed(V b, V a, V& result_a, V& result_b) {
     V centre = F::EnterB(b), right = F::EnterA(a);
@@ -229,7 +232,8 @@ void Row(Source src, Target dst, const Line& line, const typename W::Sample* nex
   const auto sample = [&](int64_t position) {
     return static_cast<Register>(LoadSample<Sample>(src.At(line.Fold(position))));
   };
-  Ladder<W, kInverse, One, false> start = {};
+  Ladder<W, kInverse, One, false> start;
+  std::fill_n(start.rung, kSteps, Register{0});
   start.rung[0] = Filter<W, kInverse, One>::EnterA(sample(c - 1));
   for (int64_t i = feeds - registers * kLanes; i > 0; --i, c += 2) {
     Register a, b;

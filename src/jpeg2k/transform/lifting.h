@@ -6,6 +6,7 @@
 // direction) is a matter of which type stands first, so the engine knows only A and B.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
