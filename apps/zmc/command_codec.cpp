@@ -103,6 +103,23 @@ void AddDecode(CLI::App& command) {
   });
 }
 
+void AddTranscode(CLI::App& command) {
+  struct Arguments {
+    std::string in, out;
+    JpegTranscodeOptions jpeg;
+  };
+  const auto arguments = std::make_shared<Arguments>();
+  command.add_option("IN", arguments->in, "a JPEG file")->required();
+  command.add_option("OUT", arguments->out, "a name that ends in .jpg")->required();
+  AddJpegTranscodeOptions(command, arguments->jpeg);
+  command.callback([arguments] {
+    if (CodecByName(arguments->out) != Codec::kJpeg || CodecByContent(arguments->in) != Codec::kJpeg) {
+      throw Misuse("only JPEG files are transcoded, to JPEG files");
+    }
+    TranscodeJpeg(arguments->in, arguments->out, arguments->jpeg);
+  });
+}
+
 void AddInfo(CLI::App& command) {
   const auto in = std::make_shared<std::string>();
   command.add_option("FILE", *in, "a JPEG or JPEG 2000 file")->required();

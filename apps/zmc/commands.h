@@ -9,6 +9,7 @@ namespace zmc {
 
 void AddEncode(CLI::App& command);
 void AddDecode(CLI::App& command);
+void AddTranscode(CLI::App& command);
 void AddInfo(CLI::App& command);
 void AddConvert(CLI::App& command);
 void AddKernels(CLI::App& command);

@@ -18,6 +18,21 @@ class FileSink : public jpeg::ByteSink {
   OutputFile& file_;
 };
 
+std::string ReadScript(const std::string& path) {
+  if (path.empty()) return {};
+  const std::vector<uint8_t> bytes = ReadFile(path);
+  // A file without any scan is not the same as no file.
+  return bytes.empty() ? std::string("\n") : std::string(bytes.begin(), bytes.end());
+}
+
+// Both commands that write JPEG files have these.
+void AddCodingOptions(CLI::App& command, bool& optimize, bool& progressive, std::string& scans) {
+  command.add_flag("--optimize", optimize, "JPEG: Huffman tables made for this picture");
+  command.add_flag("--progressive", progressive, "JPEG: progressive, in the usual scans");
+  command.add_option("--scans", scans, "JPEG: a file that lists the scans, as \"components: Ss-Se, Ah, Al;\"")
+      ->excludes("--progressive");
+}
+
 // Whatever is wrong inside a file, the message begins with its name.
 template <class Work>
 auto Naming(const std::string& path, Work work) {
@@ -42,12 +57,15 @@ void AddJpegEncodeOptions(CLI::App& command, JpegEncodeOptions& options) {
                          "JPEG: chroma with the colour conversion (mcu), or after it on whole planes (box)");
   command.add_option("--restart", encode.restart_interval, "JPEG: a restart marker after every so many MCUs")
       ->check(CLI::Range(0, 65535));
+  AddCodingOptions(command, encode.optimize, encode.progressive, options.scans);
 }
 
 void EncodeJpeg(PictureReader& picture, const std::string& out, const JpegEncodeOptions& options) {
+  jpeg::EncodeOptions encode = options.encode;
+  encode.script = ReadScript(options.scans);
   OutputFile file(out);
   FileSink sink(file);
-  jpeg::EncodePicture(picture, options.encode, sink);
+  jpeg::EncodePicture(picture, encode, sink);
   file.Commit();
 }
 
@@ -64,6 +82,26 @@ void DecodeJpeg(const std::string& in, const std::string& out, const JpegDecodeO
   const std::unique_ptr<PictureWriter> writer = CreatePicture(out, jpeg::FormatOf(file));
   const std::string damage = jpeg::DecodePicture(file, options.upsampling, *writer);
   writer->Commit();
+  if (!damage.empty()) throw Failure(in + ": damaged: " + damage);
+}
+
+void AddJpegTranscodeOptions(CLI::App& command, JpegTranscodeOptions& options) {
+  jpeg::TranscodeOptions& transcode = options.transcode;
+  AddCodingOptions(command, transcode.optimize, transcode.progressive, options.scans);
+  command.add_flag("--baseline", options.baseline, "JPEG: sequential, which is the default")
+      ->excludes("--progressive")
+      ->excludes("--scans");
+}
+
+void TranscodeJpeg(const std::string& in, const std::string& out, const JpegTranscodeOptions& options) {
+  jpeg::TranscodeOptions transcode = options.transcode;
+  transcode.script = ReadScript(options.scans);
+  const std::vector<uint8_t> bytes = jpeg::WithEnd(ReadFile(in));
+  const jpeg::JpegFile parsed = Naming(in, [&] { return jpeg::Parse(bytes); });
+  OutputFile file(out);
+  FileSink sink(file);
+  const std::string damage = Naming(in, [&] { return jpeg::Transcode(parsed, transcode, sink); });
+  file.Commit();
   if (!damage.empty()) throw Failure(in + ": damaged: " + damage);
 }
 

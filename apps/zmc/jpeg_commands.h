@@ -7,6 +7,7 @@
 
 #include "jpeg_decode.h"
 #include "jpeg_encode.h"
+#include "jpeg_transcode.h"
 #include "picture.h"
 
 namespace CLI {
@@ -17,6 +18,7 @@ namespace zmc {
 
 struct JpegEncodeOptions {
   jpeg::EncodeOptions encode;
+  std::string scans;  // the name of a script file
 };
 void AddJpegEncodeOptions(CLI::App& command, JpegEncodeOptions& options);
 void EncodeJpeg(PictureReader& picture, const std::string& out, const JpegEncodeOptions& options);
@@ -27,6 +29,14 @@ struct JpegDecodeOptions {
 void AddJpegDecodeOptions(CLI::App& command, JpegDecodeOptions& options);
 // Throws Failure also when the picture is written, but damaged.
 void DecodeJpeg(const std::string& in, const std::string& out, const JpegDecodeOptions& options);
+
+struct JpegTranscodeOptions {
+  jpeg::TranscodeOptions transcode;
+  bool baseline = false;
+  std::string scans;
+};
+void AddJpegTranscodeOptions(CLI::App& command, JpegTranscodeOptions& options);
+void TranscodeJpeg(const std::string& in, const std::string& out, const JpegTranscodeOptions& options);
 
 void PrintJpegInfo(const std::string& in);
 

@@ -98,6 +98,15 @@ class TableWriter {
   std::array<std::array<std::optional<HuffmanTable>, 2>, 2> written_;
 };
 
+void WriteHeader(const FilePlan& plan, SegmentWriter& writer) {
+  writer.Marker(kSoi);
+  if (plan.jfif) writer.Jfif();
+  for (const Segment& extra : plan.extras) writer.Segment(extra.marker, extra.payload);
+  for (size_t i = 0; i < plan.quant.size(); ++i) writer.Quant(static_cast<int>(i), plan.quant[i]);
+  writer.FrameHeader(plan.frame);
+  if (plan.restart_interval > 0) writer.RestartInterval(plan.restart_interval);
+}
+
 // In one pass, with the standard tables, holding no more than a row of MCUs.
 void EncodeStreaming(PictureReader& reader, const FilePlan& plan, Subsampling subsampling, ByteSink& sink) {
   SegmentWriter writer(sink);
@@ -117,15 +126,6 @@ void EncodeStreaming(PictureReader& reader, const FilePlan& plan, Subsampling su
 }
 
 }  // namespace
-
-void WriteHeader(const FilePlan& plan, SegmentWriter& writer) {
-  writer.Marker(kSoi);
-  if (plan.jfif) writer.Jfif();
-  for (const Segment& extra : plan.extras) writer.Segment(extra.marker, extra.payload);
-  for (size_t i = 0; i < plan.quant.size(); ++i) writer.Quant(static_cast<int>(i), plan.quant[i]);
-  writer.FrameHeader(plan.frame);
-  if (plan.restart_interval > 0) writer.RestartInterval(plan.restart_interval);
-}
 
 void WriteFile(const FilePlan& plan, const Coefficients& coefficients, ByteSink& sink) {
   SegmentWriter writer(sink);
@@ -148,6 +148,20 @@ void WriteFile(const FilePlan& plan, const Coefficients& coefficients, ByteSink&
   writer.Marker(kEoi);
 }
 
+void PlanScans(FilePlan& plan, Colour colour, bool progressive, const std::string& script) {
+  // Quantisation values of 16 bits are for the extended process.
+  const bool wide = std::ranges::any_of(plan.quant, [](const QuantTable& table) {
+    return std::ranges::any_of(table.values, [](uint16_t value) { return value > 255; });
+  });
+  if (!script.empty()) {
+    Script parsed = ParseScript(script, plan.frame, colour);
+    plan.scans = std::move(parsed.scans);
+    progressive = parsed.progressive;
+  }
+  plan.frame.process = progressive ? kSof2 : wide ? kSof1 : kSof0;
+  if (script.empty()) plan.scans = UsualScans(plan.frame, colour);
+}
+
 void EncodePicture(PictureReader& reader, const EncodeOptions& options, ByteSink& sink) {
   FilePlan plan;
   plan.frame = FrameFor(reader.format(), options.sampling);
@@ -155,10 +169,8 @@ void EncodePicture(PictureReader& reader, const EncodeOptions& options, ByteSink
   for (int i = 0; i < tables; ++i) plan.quant.push_back(ScaledQuant(i, options.quality));
   plan.jfif = true;
   plan.restart_interval = options.restart_interval;
-  plan.optimize = options.optimize || options.progressive;
-  plan.scans = options.scans;
-  if (options.progressive) plan.frame.process = kSof2;
-  if (plan.scans.empty()) plan.scans = UsualScans(plan.frame, Colour::kYCbCr);
+  PlanScans(plan, Colour::kYCbCr, options.progressive, options.script);
+  plan.optimize = options.optimize || plan.frame.Progressive();
   if (!plan.optimize && plan.scans.size() == 1) return EncodeStreaming(reader, plan, options.subsampling, sink);
   WriteFile(plan, TransformToCoefficients(reader, plan, options.subsampling), sink);
 }

@@ -1,6 +1,8 @@
 // From a picture to a JPEG file.
 #pragma once
 
+#include <string>
+
 #include "jpeg_coefficients.h"
 #include "jpeg_forward.h"
 #include "jpeg_write.h"
@@ -16,13 +18,13 @@ struct EncodeOptions {
   Subsampling subsampling = Subsampling::kMcu;
   int restart_interval = 0;  // in MCUs; 0 is none
   bool optimize = false;     // Huffman tables made for the picture
-  bool progressive = false;
-  std::vector<Scan> scans;  // empty: the usual ones
+  bool progressive = false;  // which implies tables made for the picture
+  std::string script;        // of scans, as ParseScript reads it; empty: the usual ones
 };
 
 void EncodePicture(PictureReader& reader, const EncodeOptions& options, ByteSink& sink);
 
-// A file to be written from coefficients. The frame's process follows from `progressive` and the tables.
+// What a file is to be written as.
 struct FilePlan {
   Frame frame;
   std::vector<QuantTable> quant;  // by number
@@ -32,7 +34,8 @@ struct FilePlan {
   int restart_interval = 0;
   bool optimize = false;
 };
-void WriteHeader(const FilePlan& plan, SegmentWriter& writer);
+// Sets the scans, from a script unless it is empty, and with them the frame's process.
+void PlanScans(FilePlan& plan, Colour colour, bool progressive, const std::string& script);
 void WriteFile(const FilePlan& plan, const Coefficients& coefficients, ByteSink& sink);
 
 }  // namespace zmc::jpeg

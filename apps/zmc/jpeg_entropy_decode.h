@@ -3,7 +3,6 @@
 
 #include "jpeg_coefficients.h"
 #include "jpeg_parse.h"
-#include "zmcj.h"
 
 namespace zmc::jpeg {
 

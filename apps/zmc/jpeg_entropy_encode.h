@@ -4,7 +4,6 @@
 #include "jpeg_coefficients.h"
 #include "jpeg_tables.h"
 #include "jpeg_write.h"
-#include "zmcj.h"
 
 namespace zmc::jpeg {
 

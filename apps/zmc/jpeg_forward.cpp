@@ -1,5 +1,6 @@
 #include "jpeg_forward.h"
 
+#include "jpeg_pieces.h"
 #include "zmcj.h"
 
 namespace zmc::jpeg {
@@ -56,10 +57,16 @@ class PlaneMaker : public BlockMaker {
     if (full_.size() == 1 && channels_ == 1) {
       planes_[0] = {strip, strip_step_};
     } else if (full_.size() == 1) {
-      zmciRGBToY_JPEG_8u_C3C1R(strip, strip_step_, full_[0].data(), size_.width, size_);
+      InPieces(size_, [&](int x, int y, ZmciSize piece) {
+        const ptrdiff_t at = static_cast<ptrdiff_t>(y) * size_.width + x;
+        zmciRGBToY_JPEG_8u_C3C1R(strip + at * 3, strip_step_, full_[0].data() + at, size_.width, piece);
+      });
     } else {
-      uint8_t* const planes[3] = {full_[0].data(), full_[1].data(), full_[2].data()};
-      zmciRGBToYCbCr_JPEG_8u_C3P3R(strip, strip_step_, planes, size_.width, size_);
+      InPieces(size_, [&](int x, int y, ZmciSize piece) {
+        const ptrdiff_t at = static_cast<ptrdiff_t>(y) * size_.width + x;
+        uint8_t* const planes[3] = {full_[0].data() + at, full_[1].data() + at, full_[2].data() + at};
+        zmciRGBToYCbCr_JPEG_8u_C3P3R(strip + at * 3, strip_step_, planes, size_.width, piece);
+      });
       for (size_t i = 1; i < full_.size(); ++i) SampleDown(i);
     }
   }
@@ -85,10 +92,17 @@ class PlaneMaker : public BlockMaker {
 
   void SampleDown(size_t i) {
     if (frame_.h_max == 1) return;
-    const ZmciSize half = {size_.width / 2, size_.height / frame_.v_max};
-    const auto sample = frame_.v_max == 2 ? zmciSampleDownH2V2_JPEG_8u_C1R : zmciSampleDownH2V1_JPEG_8u_C1R;
-    sample(full_[i].data(), size_.width, size_, sampled_[i].data(), half.width, half);
-    planes_[i] = {sampled_[i].data(), half.width};
+    const int half = size_.width / 2;
+    for (int y = 0; y < size_.height; y += frame_.v_max) {
+      const uint8_t* src = full_[i].data() + static_cast<ptrdiff_t>(y) * size_.width;
+      uint8_t* dst = sampled_[i].data() + static_cast<ptrdiff_t>(y / frame_.v_max) * half;
+      if (frame_.v_max == 2) {
+        zmciSampleDownRowH2V2_Box_JPEG_8u_C1(src, src + size_.width, size_.width, dst);
+      } else {
+        zmciSampleDownRowH2V1_Box_JPEG_8u_C1(src, size_.width, dst);
+      }
+    }
+    planes_[i] = {sampled_[i].data(), half};
   }
 
   const Frame& frame_;

@@ -2,14 +2,15 @@
 #include <algorithm>
 #include <cstring>
 
+#include "jpeg_pieces.h"
 #include "jpeg_planes.h"
 #include "zmcj.h"
 
 namespace zmc::jpeg {
 namespace {
 
-// Few enough for a band to stay in the cache, enough for the colour conversion to share it among threads.
-constexpr int kBandRows = 32;
+// Few enough for a band to stay in the cache.
+constexpr int kBandRows = 16;
 
 // How a component comes to full resolution.
 enum class Road { kAsItIs, kTriangleH2V1, kTriangleH2V2, kReplicate };
@@ -100,10 +101,18 @@ class PixelMaker {
     const size_t count = static_cast<size_t>(size.width) * static_cast<size_t>(size.height);
     switch (colour_) {
       case Colour::kYCbCr:
-        zmciYCbCrToRGB_JPEG_8u_P3C3R(full_.data(), planes_.step, pixels_.data(), rgb_step, size);
+        InPieces(size, [&](int x, int y, ZmciSize piece) {
+          const auto planes = Shifted(x, y);
+          uint8_t* dst = pixels_.data() + static_cast<ptrdiff_t>(y) * rgb_step + x * 3;
+          zmciYCbCrToRGB_JPEG_8u_P3C3R(planes.data(), planes_.step, dst, rgb_step, piece);
+        });
         break;
       case Colour::kYcck:
-        zmciYCCKToCMYK_JPEG_8u_P4C4R(full_.data(), planes_.step, inks_.data(), ink_step, size);
+        InPieces(size, [&](int x, int y, ZmciSize piece) {
+          const auto planes = Shifted(x, y);
+          uint8_t* dst = inks_.data() + static_cast<ptrdiff_t>(y) * ink_step + x * 4;
+          zmciYCCKToCMYK_JPEG_8u_P4C4R(planes.data(), planes_.step, dst, ink_step, piece);
+        });
         InkToRgb(inks_.data(), inverted_, count, pixels_.data());
         break;
       case Colour::kCmyk:
@@ -113,6 +122,13 @@ class PixelMaker {
       default:
         Interleave(size, 3, pixels_.data());
     }
+  }
+
+  // The planes at full resolution from a place on.
+  std::array<const uint8_t*, 4> Shifted(int x, int y) const {
+    std::array<const uint8_t*, 4> planes = full_;
+    for (size_t i = 0; i < roads_.size(); ++i) planes[i] += static_cast<ptrdiff_t>(y) * planes_.step + x;
+    return planes;
   }
 
   void Interleave(ZmciSize size, size_t channels, uint8_t* dst) {

@@ -20,6 +20,7 @@ struct Command {
 constexpr Command kCommands[] = {
     {"encode", "a picture (PNG, PPM, PGM) to a JPEG file", zmc::AddEncode},
     {"decode", "a JPEG file to a picture (PNG, PPM, PGM)", zmc::AddDecode},
+    {"transcode", "a JPEG file to another with the same coefficients", zmc::AddTranscode},
     {"info", "what a file holds", zmc::AddInfo},
     {"convert", "copy a picture from one picture format to another (PNG, PPM, PGM)", zmc::AddConvert},
     {"kernels", "tell which instruction-set level each kernel of the library uses on this machine", zmc::AddKernels},

@@ -1,0 +1,30 @@
+#include "jpeg_transcode.h"
+
+#include <algorithm>
+
+#include "jpeg_coefficients.h"
+#include "jpeg_encode.h"
+
+namespace zmc::jpeg {
+
+std::string Transcode(const JpegFile& file, const TranscodeOptions& options, ByteSink& sink) {
+  std::string damage = file.damage;
+  const Coefficients coefficients = ReadCoefficients(file, damage);
+  FilePlan plan;
+  plan.frame = file.frame;
+  // A table number may have stood for several tables in turn: each distinct table gets a number of its own.
+  const std::vector<QuantTable> tables = QuantTablesOf(file);
+  for (size_t i = 0; i < tables.size(); ++i) {
+    const auto known = std::ranges::find(plan.quant, tables[i]);
+    plan.frame.components[i].quant = static_cast<int>(known - plan.quant.begin());
+    if (known == plan.quant.end()) plan.quant.push_back(tables[i]);
+  }
+  plan.extras = file.extras;
+  plan.restart_interval = file.scans[0].tables.restart_interval;
+  PlanScans(plan, file.ColourModel(), options.progressive, options.script);
+  plan.optimize = options.optimize || plan.frame.Progressive();
+  WriteFile(plan, coefficients, sink);
+  return damage;
+}
+
+}  // namespace zmc::jpeg
