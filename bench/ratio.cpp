@@ -52,8 +52,10 @@ void Run(const Row& row, int rounds) {
   std::printf("%-46s %10.3f ns/%s", row.name.c_str(), *std::min_element(ours.begin(), ours.end()) * 1e9,
               row.unit.c_str());
   if (row.peer) {
-    std::printf("   %-24s %10.3f   ratio %5.2f", row.peer_name.c_str(),
-                *std::min_element(peer.begin(), peer.end()) * 1e9, Median(ratios));
+    const double best = *std::min_element(ours.begin(), ours.end());
+    const double peer_best = *std::min_element(peer.begin(), peer.end());
+    std::printf("   %-24s %10.3f   ratio %5.2f (median %5.2f)", row.peer_name.c_str(), peer_best * 1e9,
+                peer_best / best, Median(ratios));
     if (row.goal > 0) std::printf("   goal %.2f", row.goal);
   }
   std::printf("\n");

@@ -1,5 +1,6 @@
 // Rows of the benchmark table. A row runs our code and a peer's over the same data in the same process, in alternating
-// batches, and reports the median of the batches' time ratios: what the machine does meanwhile hits both sides alike.
+// batches: what the machine does meanwhile hits both sides alike. Reported are the ratio of the two best batches, which
+// other load disturbs least, and beside it the median of the ratios of neighbouring batches.
 #pragma once
 
 #include <functional>
