@@ -26,11 +26,12 @@
 #define ZMCJ_VECTOR_LEVEL (HWY_TARGET != HWY_EMU128 && HWY_TARGET != HWY_SCALAR)
 
 // On a function inside a level's namespace: bit-manipulation instructions where the level's processors have them.
+// The level's own features are named again, for clang, where a function's attribute replaces those of the namespace.
 #undef ZMCJ_BIT_INSTRUCTIONS
 #if HWY_TARGET == HWY_AVX2
-#define ZMCJ_BIT_INSTRUCTIONS __attribute__((target("bmi,bmi2,lzcnt,popcnt")))
+#define ZMCJ_BIT_INSTRUCTIONS __attribute__((target(HWY_TARGET_STR ",bmi,bmi2,lzcnt,popcnt")))
 #elif HWY_TARGET == HWY_SSE4
-#define ZMCJ_BIT_INSTRUCTIONS __attribute__((target("popcnt")))
+#define ZMCJ_BIT_INSTRUCTIONS __attribute__((target(HWY_TARGET_STR ",popcnt")))
 #else
 #define ZMCJ_BIT_INSTRUCTIONS
 #endif

@@ -15,13 +15,13 @@ using MqWord = uint64_t;
 
 inline constexpr auto kMqWords = [] {
   std::array<MqWord, 2 * kMqStates.size()> words{};
-  for (uint64_t i = 0; i < words.size(); ++i) {
+  for (size_t i = 0; i < words.size(); ++i) {
     const MqState& s = kMqStates[i / 2];
-    const auto number = [i](int32_t state, int32_t flip) {
-      return 2 * static_cast<uint64_t>(state) + ((i & 1) ^ static_cast<uint64_t>(flip));
+    const auto number = [mps = i & 1](int32_t state, int32_t flip) {
+      return MqWord{2 * static_cast<size_t>(state) + (mps ^ static_cast<size_t>(flip))};
     };
-    words[i] =
-        static_cast<uint64_t>(s.qe) << 48 | number(s.next_lps, s.switch_mps) << 16 | number(s.next_mps, 0) << 8 | i;
+    words[i] = MqWord{static_cast<uint32_t>(s.qe)} << 48 | number(s.next_lps, s.switch_mps) << 16 |
+               number(s.next_mps, 0) << 8 | i;
   }
   return words;
 }();
