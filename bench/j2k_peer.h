@@ -68,7 +68,7 @@ class J2kPeer {
     opj_image_destroy(image);
   }
 
- private:
+  // A file in memory, and the peer's stream over it.
   struct Memory {
     std::vector<uint8_t> bytes;
     size_t position = 0;

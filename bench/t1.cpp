@@ -10,6 +10,8 @@
 #include <cstring>
 #include <memory>
 
+#include "j2k_peer.h"
+#include "photo.h"
 #include "ratio.h"
 #include "zmcj.h"
 
@@ -19,30 +21,6 @@ namespace {
 constexpr int kSide = 512, kBlock = 64, kPrecision = 12;
 constexpr ZmciSize kBlockSize = {kBlock, kBlock};
 using Plane = std::vector<int32_t>;
-
-// Smooth shading, edges of all directions, grain: what a photograph's subbands look like at 8 bits.
-Plane Photograph() {
-  Plane picture(kSide * kSide);
-  uint32_t seed = 1;
-  const auto noise = [&seed] {
-    double sum = 0;
-    for (int i = 0; i < 4; ++i) sum += ((seed = seed * 1664525u + 1013904223u) >> 8) / double(1 << 24) - 0.5;
-    return sum;
-  };
-  for (int y = 0; y < kSide; ++y) {
-    for (int x = 0; x < kSide; ++x) {
-      double v = 120 + 50 * std::sin(x * 0.011) * std::cos(y * 0.017);
-      for (int k = 0; k < 6; ++k) {
-        const double dx = x - 90 * k, dy = y - (k * 211) % kSide, r = std::hypot(dx, dy) - 30 - 20 * k;
-        v += 18 * std::tanh(r * (0.15 + 0.2 * (k & 1))) * (k & 2 ? -1 : 1);
-      }
-      const double texture = std::max(0.0, std::sin(x * 0.02) * std::sin(y * 0.013));
-      v += texture * 14 * std::sin(x * 0.7 + 3 * std::sin(y * 0.11)) + (4 + 7 * texture) * noise();
-      picture[y * kSide + x] = std::clamp(int(std::lround(v)), 0, 255) - 128;
-    }
-  }
-  return picture;
-}
 
 // One level of the reversible 5/3 transform of n values, low band first.
 void Split(int32_t* v, int n, int stride) {
@@ -56,8 +34,9 @@ void Split(int32_t* v, int n, int stride) {
 
 // Of the picture's samples times `scale`: the larger, the finer the coefficients' steps.
 Plane Subbands(int scale) {
-  Plane c = Photograph();
-  for (auto& v : c) v *= scale;
+  const Photo photo = MakePhoto(kSide, kSide);
+  Plane c(kSide * kSide);
+  for (size_t i = 0; i < c.size(); ++i) c[i] = scale * (photo.rgb[3 * i + 1] - 128);
   for (int n = kSide; n > kSide >> 5; n /= 2) {
     for (int x = 0; x < n; ++x) Split(c.data() + x, n, kSide);
     for (int y = 0; y < n; ++y) Split(c.data() + y * kSide, n, 1);
@@ -120,49 +99,10 @@ void Set::Decode() {
   }
 }
 
-// A codestream in memory, as the peer's stream callbacks want it.
-struct Memory {
-  std::vector<uint8_t> bytes;
-  size_t at = 0;
-};
-OPJ_SIZE_T Read(void* to, OPJ_SIZE_T n, void* user) {
-  auto* m = static_cast<Memory*>(user);
-  n = std::min<OPJ_SIZE_T>(n, m->bytes.size() - m->at);
-  std::memcpy(to, m->bytes.data() + m->at, n);
-  m->at += n;
-  return n ? n : OPJ_SIZE_T(-1);
-}
-OPJ_SIZE_T Write(void* from, OPJ_SIZE_T n, void* user) {
-  auto* m = static_cast<Memory*>(user);
-  m->bytes.resize(std::max(m->bytes.size(), m->at + n));
-  std::memcpy(m->bytes.data() + m->at, from, n);
-  m->at += n;
-  return n;
-}
-OPJ_BOOL Seek(OPJ_OFF_T to, void* user) {
-  static_cast<Memory*>(user)->at = size_t(to);
-  return OPJ_TRUE;
-}
-OPJ_OFF_T Skip(OPJ_OFF_T n, void* user) {
-  static_cast<Memory*>(user)->at += size_t(n);
-  return n;
-}
-
+using Memory = J2kPeer::Memory;
 using Stream = std::unique_ptr<opj_stream_t, decltype(&opj_stream_destroy)>;
 using Codec = std::unique_ptr<opj_codec_t, decltype(&opj_destroy_codec)>;
 using Image = std::unique_ptr<opj_image_t, decltype(&opj_image_destroy)>;
-
-Stream OpenStream(Memory& memory, bool input) {
-  Stream stream(opj_stream_create(1 << 20, input), opj_stream_destroy);
-  memory.at = 0;
-  opj_stream_set_user_data(stream.get(), &memory, nullptr);
-  opj_stream_set_user_data_length(stream.get(), memory.bytes.size());
-  opj_stream_set_read_function(stream.get(), Read);
-  opj_stream_set_write_function(stream.get(), Write);
-  opj_stream_set_seek_function(stream.get(), Seek);
-  opj_stream_set_skip_function(stream.get(), Skip);
-  return stream;
-}
 
 void PeerEncode(const Plane& plane, Memory& memory) {
   opj_cparameters_t parameters;
@@ -175,12 +115,12 @@ void PeerEncode(const Plane& plane, Memory& memory) {
   component.w = component.h = kSide;
   component.prec = kPrecision;
   component.sgnd = 1;
-  Image image(opj_image_create(1, &component, OPJ_CLRSPC_GRAY), opj_image_destroy);
+  const Image image(opj_image_create(1, &component, OPJ_CLRSPC_GRAY), opj_image_destroy);
   image->x1 = image->y1 = kSide;
   std::copy(plane.begin(), plane.end(), image->comps[0].data);
-  Codec codec(opj_create_compress(OPJ_CODEC_J2K), opj_destroy_codec);
-  memory.bytes.clear();
-  Stream stream = OpenStream(memory, false);
+  const Codec codec(opj_create_compress(OPJ_CODEC_J2K), opj_destroy_codec);
+  memory = Memory();
+  const Stream stream(memory.Open(false), opj_stream_destroy);
   const bool ok = opj_setup_encoder(codec.get(), &parameters, image.get()) &&
                   opj_start_compress(codec.get(), image.get(), stream.get()) && opj_encode(codec.get(), stream.get()) &&
                   opj_end_compress(codec.get(), stream.get());
@@ -191,8 +131,9 @@ void PeerEncode(const Plane& plane, Memory& memory) {
 void PeerDecode(Memory& memory, Plane* plane = nullptr) {
   opj_dparameters_t parameters;
   opj_set_default_decoder_parameters(&parameters);
-  Codec codec(opj_create_decompress(OPJ_CODEC_J2K), opj_destroy_codec);
-  Stream stream = OpenStream(memory, true);
+  const Codec codec(opj_create_decompress(OPJ_CODEC_J2K), opj_destroy_codec);
+  memory.position = 0;
+  const Stream stream(memory.Open(true), opj_stream_destroy);
   opj_image_t* raw = nullptr;
   const bool ok = opj_setup_decoder(codec.get(), &parameters) && opj_read_header(stream.get(), codec.get(), &raw) &&
                   opj_decode(codec.get(), stream.get(), raw) && opj_end_decompress(codec.get(), stream.get());
