@@ -81,12 +81,17 @@ struct FeedRows {
   const T* next[2 * kFeeds];
 };
 
+// The ladders of one strip: kStripColumns lanes for every step. All zero in the beginning.
+struct StripState {
+  void* rungs;
+  int64_t calm_feeds;  // how many feeds in a row, up to the last one, had only small samples
+};
+
 template <class T>
 struct LiftingKernels {
-  // Vertically: `feeds` feeds of `columns` columns. `state` holds the ladder of each column: kStripColumns lanes for
-  // every step.
-  void (*forward_columns)(const FeedRows<T>& rows, int feeds, int columns, void* state);
-  void (*inverse_columns)(const FeedRows<T>& rows, int feeds, int columns, void* state);
+  // Vertically: `feeds` feeds of `columns` columns.
+  void (*forward_columns)(const FeedRows<T>& rows, int feeds, int columns, StripState* state);
+  void (*inverse_columns)(const FeedRows<T>& rows, int feeds, int columns, StripState* state);
   // Horizontally: one line, out of place. `next` is the row that will be read next; it is asked for meanwhile.
   void (*forward_row)(Interleaved<const T> src, Bands<T> dst, const Line& line, const T* next);
   void (*inverse_row)(Bands<const T> src, Interleaved<T> dst, const Line& line, const T* next);

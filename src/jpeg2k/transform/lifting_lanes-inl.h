@@ -80,11 +80,22 @@ struct Lanes<int16_t> : LanesBase<int16_t> {
   }
 
   // (a * factor + 8192) >> 14, low 16 bits. The rounding product has 15 fractional bits, so it takes twice the factor;
-  // what exceeds 1 is the value itself.
+  // what exceeds 1 in magnitude is the value itself.
   static HWY_INLINE V Scaled(V a, int factor) {
-    const bool above_one = factor >= 16384;
-    const V product = hn::MulFixedPoint15(a, Set(static_cast<int16_t>(2 * (above_one ? factor - 16384 : factor))));
-    return above_one ? hn::Add(a, product) : product;
+    const int whole = factor / 16384;
+    const V product = hn::MulFixedPoint15(a, Set(static_cast<int16_t>(2 * (factor - 16384 * whole))));
+    return whole > 0 ? hn::Add(product, a) : whole < 0 ? hn::Sub(product, a) : product;
+  }
+
+  // Whether all of n samples lie within -limit to limit. False for less than a register of them.
+  static bool AllWithin(const int16_t* p, int64_t n, int16_t limit) {
+    if (n < kLanes) return false;
+    const hn::RebindToUnsigned<D> unsigned_lanes;
+    auto greatest = hn::BitCast(unsigned_lanes, hn::Abs(Load(p + n - kLanes)));
+    for (int64_t i = 0; i < n - kLanes; i += kLanes)
+      greatest = hn::Max(greatest, hn::BitCast(unsigned_lanes, hn::Abs(Load(p + i))));
+    const auto excess = hn::SaturatedSub(greatest, hn::Set(unsigned_lanes, static_cast<uint16_t>(limit)));
+    return hn::AllTrue(unsigned_lanes, hn::Eq(excess, hn::Zero(unsigned_lanes)));
   }
 
   // ((a + b) * factor + 8192) >> 14, low 16 bits, with sums of 17 bits and products of 32.
@@ -98,9 +109,10 @@ struct Lanes<int16_t> : LanesBase<int16_t> {
     // Pairs (a, b) of the even lanes and (b, a) of the odd ones; each product of pairs is that of the sum. Bits 14 to
     // 29 are moved to where the lane's 16 bits stand.
     const hn::Repartition<int32_t, D> d32;
-    const V swapped =
-        hn::Or(hn::BitCast(D(), hn::ShiftLeft<16>(hn::BitCast(d32, b))),
-               hn::BitCast(D(), hn::ShiftRight<16>(hn::BitCast(hn::RebindToUnsigned<decltype(d32)>(), b))));
+    const hn::Repartition<uint8_t, D> d8;
+    alignas(32) static constexpr uint8_t kSwap[32] = {2, 3, 0, 1, 6, 7, 4, 5, 10, 11, 8, 9, 14, 15, 12, 13,
+                                                      2, 3, 0, 1, 6, 7, 4, 5, 10, 11, 8, 9, 14, 15, 12, 13};
+    const V swapped = hn::BitCast(D(), hn::TableLookupBytes(hn::BitCast(d8, b), hn::Load(d8, kSwap)));
     const V factors = Set(static_cast<int16_t>(factor));
     const auto even = hn::BitCast(d32, MultiplyPairs(hn::OddEven(swapped, a), factors));
     const auto odd = hn::BitCast(d32, MultiplyPairs(hn::OddEven(a, swapped), factors));

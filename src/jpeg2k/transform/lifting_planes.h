@@ -39,7 +39,7 @@ template <class W, class Kernel, class T>
 void LiftColumns(Kernel kernel, const RowBands<const T>& src, const RowBands<T>& dst, const Line& line, int columns,
                  const T* row_before = nullptr) {
   constexpr int kSteps = W::kSteps, kSaved = kSteps + 1, kStrip = kStripColumns<T>;
-  alignas(64) typename W::Register state[kSteps * kStrip];
+  alignas(64) typename W::Register rungs[kSteps * kStrip];
   alignas(64) T saved[kSaved][kStrip];
   alignas(64) T discarded[kStrip];
   const int64_t first_saved = std::max<int64_t>(0, line.length - kSaved);
@@ -50,7 +50,8 @@ void LiftColumns(Kernel kernel, const RowBands<const T>& src, const RowBands<T>&
       for (int64_t i = first_saved; i < line.length; ++i)
         std::memcpy(saved[i - first_saved], src.At(i) + x, sizeof(T) * static_cast<size_t>(width));
     }
-    for (int i = 0; i < kSteps; ++i) std::fill_n(state + i * kStrip, width, typename W::Register{0});
+    for (int i = 0; i < kSteps; ++i) std::fill_n(rungs + i * kStrip, width, typename W::Register{0});
+    StripState state = {rungs, 0};
     const auto in = [&](int64_t position) -> const T* {
       if (line.mirrored && position >= line.length) return saved[line.Fold(position) - first_saved];
       if (row_before != nullptr && position == -1) return row_before + x;
@@ -72,7 +73,7 @@ void LiftColumns(Kernel kernel, const RowBands<const T>& src, const RowBands<T>&
       }
       for (int64_t i = 0; i < 2 * kFeeds; ++i)
         rows.next[i] = src.At(std::clamp<int64_t>(c + i, 0, line.length - 1)) + x;
-      kernel(rows, feeds, width, state);
+      kernel(rows, feeds, width, &state);
     }
   }
 }
