@@ -31,11 +31,15 @@ class PnmReader : public PictureReader {
     if (std::fread(file_row_.data(), 1, file_row_.size(), file_.get()) != file_row_.size()) {
       throw Failure(path_ + ": the file ends too early");
     }
+    const bool full = maximum_ == (1u << format_.bits) - 1;
     if (maximum_ > 255) {
       auto* samples = static_cast<uint16_t*>(row);
       for (size_t i = 0; i < file_row_.size() / 2; ++i) {
-        samples[i] = static_cast<uint16_t>(Full(static_cast<uint32_t>(file_row_[2 * i] << 8 | file_row_[2 * i + 1])));
+        const auto value = static_cast<uint16_t>(file_row_[2 * i] << 8 | file_row_[2 * i + 1]);
+        samples[i] = full && value <= maximum_ ? value : static_cast<uint16_t>(Full(value));
       }
+    } else if (maximum_ == 255) {
+      std::copy(file_row_.begin(), file_row_.end(), static_cast<uint8_t*>(row));
     } else {
       std::transform(file_row_.begin(), file_row_.end(), static_cast<uint8_t*>(row),
                      [this](uint8_t value) { return static_cast<uint8_t>(Full(value)); });
@@ -64,11 +68,8 @@ class PnmReader : public PictureReader {
     return static_cast<uint32_t>(number);
   }
 
-  // A sample on the scale of 2^bits - 1, where it stays as it is if that is the maximum.
-  uint32_t Full(uint32_t value) const {
-    const uint32_t full = (1u << format_.bits) - 1;
-    return full == maximum_ ? std::min(value, full) : Rescale(std::min(value, maximum_), maximum_, full);
-  }
+  // A sample on the scale of 2^bits - 1.
+  uint32_t Full(uint32_t value) const { return Rescale(std::min(value, maximum_), maximum_, (1u << format_.bits) - 1); }
 
   std::string path_;
   InputFile file_;
@@ -87,16 +88,16 @@ class PnmWriter : public PictureWriter {
   }
 
   void WriteRow(const void* row) override {
-    const size_t samples = static_cast<size_t>(format_.width * channels_);
     // Grey goes to .ppm as three equal samples.
     const size_t copies = static_cast<size_t>(channels_ / format_.channels);
+    if (format_.bits <= 8 && copies == 1) return file_.Write(row, file_row_.size());
+    uint8_t* dst = file_row_.data();
+    const size_t samples = static_cast<size_t>(format_.width * format_.channels);
     for (size_t i = 0; i < samples; ++i) {
-      if (format_.bits > 8) {
-        const uint16_t value = static_cast<const uint16_t*>(row)[i / copies];
-        file_row_[2 * i] = static_cast<uint8_t>(value >> 8);
-        file_row_[2 * i + 1] = static_cast<uint8_t>(value);
-      } else {
-        file_row_[i] = static_cast<const uint8_t*>(row)[i / copies];
+      for (size_t copy = 0; copy < copies; ++copy) {
+        if (format_.bits > 8) *dst++ = static_cast<uint8_t>(static_cast<const uint16_t*>(row)[i] >> 8);
+        *dst++ = static_cast<uint8_t>(format_.bits > 8 ? static_cast<const uint16_t*>(row)[i]
+                                                       : static_cast<const uint8_t*>(row)[i]);
       }
     }
     file_.Write(file_row_.data(), file_row_.size());

@@ -22,6 +22,20 @@ expect 0 "$zmc" encode odd.ppm plain.jpg -q 95
 expect 0 "$zmc" decode --upsample replicate plain.jpg back.ppm
 same again.ppm back.ppm
 
+# The other ways of sampling: not the same, not far off.
+expect 0 "$zmc" encode odd.ppm box.jpg -q 95 --subsample box
+expect 0 "$zmc" decode --upsample replicate box.jpg box.ppm
+close back.ppm box.ppm 30 6
+expect 0 "$zmc" decode plain.jpg triangle.ppm
+close back.ppm triangle.ppm 90 60
+if command -v djpeg >/dev/null; then
+  djpeg -outfile peer.ppm plain.jpg
+  close peer.ppm triangle.ppm 4 1
+fi
+expect 0 "$zmc" encode odd.ppm grey.jpg -q 95 --sampling grey
+expect 0 "$zmc" decode grey.jpg grey.pgm
+[ "$(head -c 2 grey.pgm)" = P5 ] || fail "not grey"
+
 # Quality and info.
 expect 0 "$zmc" encode odd.ppm low.jpg -q 10
 [ "$(wc -c <low.jpg)" -lt "$(wc -c <plain.jpg)" ] || fail "low quality is not smaller"

@@ -257,6 +257,72 @@ TEST(ZmcJpegPeer, EncodedCoefficientsArrive) {
   }
 }
 
+std::vector<uint8_t> DecodeSound(const std::vector<uint8_t>& file) {
+  const std::vector<uint8_t> bytes = WithEnd(file);
+  const JpegFile parsed = Parse(bytes);
+  MemoryWriter writer(FormatOf(parsed));
+  EXPECT_EQ(DecodePicture(parsed, Upsampling::kTriangle, writer), "");
+  return writer.samples;
+}
+
+// Legal, and seen in files, but not made by the peer: the same picture comes out.
+TEST(ZmcJpegPeer, UnusualFilesDecode) {
+  const std::vector<uint8_t> samples = Picture(67, 45, 3);
+  const std::vector<uint8_t> file = PeerEncode(samples.data(), 67, 45, 3, JCS_RGB, 85, [](auto&) {});
+  const std::vector<uint8_t> expected = DecodeSound(file);
+  const auto find = [&](uint8_t marker) {
+    const uint8_t bytes[] = {0xFF, marker};
+    return std::search(file.begin(), file.end(), bytes, bytes + 2) - file.begin();
+  };
+  const auto with = [&](ptrdiff_t at, ptrdiff_t erased, std::initializer_list<uint8_t> inserted) {
+    std::vector<uint8_t> other = file;
+    other.erase(other.begin() + at, other.begin() + at + erased);
+    other.insert(other.begin() + at, inserted);
+    return other;
+  };
+  // Fill bytes before a marker, and before the one that ends the scan; rubbish after the end; bytes between segments.
+  EXPECT_EQ(DecodeSound(with(find(kDqt), 0, {0xFF, 0xFF})), expected);
+  EXPECT_EQ(DecodeSound(with(find(kEoi), 0, {0xFF, 0xFF})), expected);
+  EXPECT_EQ(DecodeSound(with(find(kEoi) + 2, 0, {1, 2, 0xFF, 0xD8, 3})), expected);
+  EXPECT_EQ(DecodeSound(with(find(kDqt), 0, {1, 2, 3})), expected);
+  // No Huffman tables: the standard's are meant. They stand in one piece before the scan.
+  EXPECT_EQ(DecodeSound(with(find(kDht), find(kSos) - find(kDht), {})), expected);
+  // A height that is told behind the scan.
+  std::vector<uint8_t> late = with(find(kEoi), 0, {0xFF, kDnl, 0, 4, 0, 45});
+  late[static_cast<size_t>(find(kSof0)) + 5] = late[static_cast<size_t>(find(kSof0)) + 6] = 0;
+  EXPECT_EQ(DecodeSound(late), expected);
+}
+
+// Transparency is dropped, depth reduced with rounding, whatever the layout.
+TEST(ZmcJpegPeer, InputsAreReducedToEightBitsWithoutAlpha) {
+  const int width = 35, height = 19;
+  for (const int channels : {1, 3}) {
+    const std::vector<uint8_t> plain = Picture(width, height, channels);
+    const auto encode = [&](int stored, int bits, const void* samples) {
+      const zmc::PictureFormat format = {.width = width, .height = height, .channels = stored, .bits = bits};
+      MemoryReader reader(format, static_cast<const uint8_t*>(samples));
+      MemorySink sink;
+      EncodePicture(reader, {}, sink);
+      return sink.bytes;
+    };
+    std::vector<uint8_t> alpha;
+    std::vector<uint16_t> deep, twelve_alpha;
+    for (size_t i = 0; i < plain.size(); ++i) {
+      alpha.push_back(plain[i]);
+      deep.push_back(static_cast<uint16_t>(plain[i] * 257 + (i % 3 == 0 ? 128 : 0) - (i % 3 == 1 && plain[i] > 0)));
+      twelve_alpha.push_back(static_cast<uint16_t>((plain[i] * 4095 + 127) / 255));
+      if (i % static_cast<size_t>(channels) + 1 == static_cast<size_t>(channels)) {
+        alpha.push_back(static_cast<uint8_t>(i));
+        twelve_alpha.push_back(7);
+      }
+    }
+    const std::vector<uint8_t> expected = encode(channels, 8, plain.data());
+    EXPECT_EQ(encode(channels + 1, 8, alpha.data()), expected);
+    EXPECT_EQ(encode(channels, 16, deep.data()), expected);
+    EXPECT_EQ(encode(channels + 1, 12, twelve_alpha.data()), expected);
+  }
+}
+
 // Every row is written, whatever happens to the file, unless it is refused as a whole.
 void DecodeDamaged(const std::vector<uint8_t>& file) {
   const std::vector<uint8_t> bytes = WithEnd(file);
