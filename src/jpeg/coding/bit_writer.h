@@ -99,36 +99,36 @@ class PackedWriter {
   static bool HasRoom(const Destination& to) { return to.length - *to.position >= kRoomPerBlock; }
 
   PackedWriter(const Destination& to, int count, uint64_t pending)
-      : to_(to), out_(to.bytes + *to.position), count_(count), pending_(pending) {}
+      : to_(to), out_(to.bytes + *to.position), free_(64 - count), pending_(pending) {}
   PackedWriter(const Destination& to, const EncodeState* state)
       : PackedWriter(to, state->count, state->accumulator >> (24 - state->count)) {}
 
   // value has at most `length` bits, and at most 32.
   void Put(uint64_t value, int length) {
-    count_ += length;
-    if (count_ < 64) [[likely]] {
+    if (length < free_) [[likely]] {
+      free_ -= length;
       pending_ = pending_ << length | value;
       return;
     }
-    const int excess = count_ - 64;
-    const uint64_t full = pending_ << (length - excess) | value >> excess;
+    const int excess = length - free_;
+    const uint64_t full = pending_ << free_ | value >> excess;
     if (HasByteFF(full)) [[unlikely]] {
-      PutStuffed(full, 8);
+      out_ = PutStuffed(out_, full, 8);
     } else {
       StoreBigEndian64(out_, full);
       out_ += 8;
     }
     pending_ = value;
-    count_ = excess;
+    free_ = 64 - excess;
   }
 
   // Writes the full bytes that are pending; less than a byte stays.
   void Flush() {
-    const int bytes = count_ >> 3;
-    count_ &= 7;
-    const uint64_t full = pending_ >> count_ & ((uint64_t{1} << (8 * bytes)) - 1);
+    const int bytes = count() >> 3, left = count() & 7;
+    free_ = 64 - left;
+    const uint64_t full = pending_ >> left & ((uint64_t{1} << (8 * bytes)) - 1);
     if (HasByteFF(full) || out_ - to_.bytes < 8) [[unlikely]] {
-      PutStuffed(full, bytes);
+      out_ = PutStuffed(out_, full, bytes);
     } else {
       // Stored together with the bytes before them, so that nothing behind them changes and nothing is branched on.
       StoreBigEndian64(out_ + bytes - 8, LoadBigEndian64(out_ - 8) << (8 * bytes) | full);
@@ -138,29 +138,31 @@ class PackedWriter {
 
   // After Flush.
   void Save(EncodeState* state) const {
-    state->accumulator = static_cast<uint32_t>(pending_ & ((1u << count_) - 1)) << (24 - count_);
+    state->accumulator = static_cast<uint32_t>(pending_ & ((1u << count()) - 1)) << (24 - count());
     state->reserved = 0;
-    state->count = count_;
+    state->count = count();
     *to_.position = position();
   }
 
   int position() const { return static_cast<int>(out_ - to_.bytes); }
-  int count() const { return count_; }
-  unsigned partial_byte() const { return static_cast<unsigned>(pending_ << (8 - count_)) & 0xFF; }
+  int count() const { return 64 - free_; }
+  unsigned partial_byte() const { return static_cast<unsigned>(pending_ << (8 - count())) & 0xFF; }
 
  private:
-  [[gnu::noinline]] void PutStuffed(uint64_t word, int bytes) {
+  // Takes and returns the position, so that the writer itself stays in registers.
+  [[gnu::noinline]] static uint8_t* PutStuffed(uint8_t* out, uint64_t word, int bytes) {
     while (bytes-- > 0) {
       const auto byte = static_cast<uint8_t>(word >> (8 * bytes));
-      *out_++ = byte;
-      if (byte == 0xFF) *out_++ = 0;
+      *out++ = byte;
+      if (byte == 0xFF) *out++ = 0;
     }
+    return out;
   }
 
   Destination to_;
   uint8_t* out_;
-  int count_;         // 0 to 63
-  uint64_t pending_;  // in the low count_ bits; what stands above them is old
+  int free_;          // number of bits of pending_ above those that are pending: 1 to 64
+  uint64_t pending_;  // what stands in the free bits is old
 };
 
 // The checks that every encoder with a state begins with. A position below 0 or a state that no Init has made would

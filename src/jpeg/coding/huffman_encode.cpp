@@ -146,28 +146,39 @@ namespace zmcj::HWY_NAMESPACE {
 #if ZMCJ_VECTOR_LEVEL
 namespace {
 
-// From one non-zero coefficient to the next. `put_dc` and `put_ac` take an entry of their table with the appended bits,
-// and say whether to go on.
+// From one non-zero coefficient to the next. The sink says whether to go on. `kByTable`: all are in kMagnitudes.
+template <bool kByTable, class Sink>
+ZMCJ_BIT_INSTRUCTIONS HWY_INLINE bool WalkMask(const int16_t* block, uint64_t mask, Sink& sink) {
+  int64_t last = 0;
+  for (; mask != 0; mask &= mask - 1) {
+    const int64_t k = std::countr_zero(mask);
+    int64_t run = k - last;  // and one more
+    last = k;
+    if (run > 16) [[unlikely]] {
+      for (; run > 16; run -= 16) {
+        if (!sink.Ac(kZeroRun16, 0, 0)) return false;
+      }
+    }
+    const int64_t v = LoadSample<int16_t>(block + kNaturalOrder[k]);
+    if constexpr (kByTable) {
+      const Magnitude& m = kMagnitudes[v];
+      if (!sink.AcWithCode(run * 16 - 16 + m.category, m.appended, m.category)) return false;
+    } else {
+      const int category = MagnitudeCategory(static_cast<int32_t>(v));
+      const uint32_t symbol = static_cast<uint32_t>(run * 16 - 16 + category);
+      if (!sink.Ac(symbol, AppendedBits(static_cast<int32_t>(v), category), category)) return false;
+    }
+  }
+  return last == 63 || sink.Ac(kEndOfBlock, 0, 0);
+}
+
 template <class Sink>
 ZMCJ_BIT_INSTRUCTIONS HWY_INLINE bool Walk(const int16_t* block, int16_t* last_dc, Sink& sink) {
   const int32_t difference = NextDifference(block, last_dc);
   const int dc_category = MagnitudeCategory(difference);
   if (!sink.Dc(static_cast<uint32_t>(dc_category), AppendedBits(difference, dc_category), dc_category)) return false;
-  uint64_t mask = NonZeroMask(block) >> 1;  // of the positions from 1
-  int next = 1;
-  while (mask != 0) {
-    int run = std::countr_zero(mask);
-    const int k = next + run;
-    mask = mask >> run >> 1;
-    next = k + 1;
-    for (; run > 15; run -= 16) {
-      if (!sink.Ac(kZeroRun16, 0, 0)) return false;
-    }
-    const int32_t v = LoadSample<int16_t>(block + kNaturalOrder[k]);
-    const int category = MagnitudeCategory(v);
-    if (!sink.Ac(static_cast<uint32_t>(run * 16 + category), AppendedBits(v, category), category)) return false;
-  }
-  return next == 64 || sink.Ac(kEndOfBlock, 0, 0);
+  const uint64_t mask = NonZeroMask(block) & ~uint64_t{1};
+  return AllInMagnitudeTable(block) ? WalkMask<true>(block, mask, sink) : WalkMask<false>(block, mask, sink);
 }
 
 struct PackedSink {
@@ -177,6 +188,15 @@ struct PackedSink {
     const int length = static_cast<int>(entry >> 16);
     if (length == 0) return false;
     writer.Put(static_cast<uint64_t>(entry & 0xFFFF) << category | appended, length + category);
+    return true;
+  }
+  // The symbol is below 256. The halves of its entry are loaded apart.
+  HWY_INLINE bool AcWithCode(int64_t symbol, uint64_t appended, unsigned category) {
+    const uint32_t* const entry = tables.ac->entries + symbol;
+    const auto length = LoadSample<uint16_t>(reinterpret_cast<const uint8_t*>(entry) + 2);
+    if (length == 0) return false;
+    const uint64_t code = LoadSample<uint16_t>(entry);
+    writer.Put(code << category | appended, static_cast<int>(length + category));
     return true;
   }
   HWY_INLINE bool Dc(uint32_t symbol, uint32_t appended, int category) {
@@ -201,6 +221,10 @@ struct VectorCountingSink {
   CountingSink counts;
   HWY_INLINE bool Dc(uint32_t symbol, uint32_t, int) { return counts.Dc(symbol, 0, 0) == zmcStatusOk; }
   HWY_INLINE bool Ac(uint32_t symbol, uint32_t, int) { return counts.Ac(symbol, 0, 0) == zmcStatusOk; }
+  HWY_INLINE bool AcWithCode(int64_t symbol, uint64_t, unsigned) {
+    ++counts.ac_counts[symbol];
+    return true;
+  }
 };
 
 ZMCJ_BIT_INSTRUCTIONS void Count(const int16_t* block, int* dc_counts, int* ac_counts, int16_t* last_dc) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <bit>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 
@@ -64,8 +65,10 @@ alignas(64) inline constexpr uint8_t kNaturalOrder[kLastStoredPosition + 1] = {
     41, 34, 27, 20, 13, 6,  7,  14, 21, 28, 35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23,
     30, 37, 44, 51, 58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63, 63, 63};
 
-// The number of bits of |v|.
-inline int MagnitudeCategory(int32_t v) { return std::bit_width(static_cast<uint32_t>(std::abs(v))); }
+// The number of bits of |v|. The bit added below keeps zero from being a case of its own.
+inline int MagnitudeCategory(int32_t v) {
+  return 31 - std::countl_zero(static_cast<uint32_t>(std::abs(v)) << 1 | 1);
+}
 
 // What follows the code of a value's category: v itself, or v - 1 for a negative v (its ones' complement). Only the low
 // `category` bits count; the others are cleared.
@@ -73,6 +76,29 @@ inline uint32_t AppendedBits(int32_t v, int category) {
   const uint32_t mask = (uint32_t{1} << category) - 1;
   return static_cast<uint32_t>(v + (v >> 31)) & mask;
 }
+
+// Both at once by table for the values that 8-bit pictures have (F.1.2.2.1: at most 10 bits). One more than needed on
+// the negative side makes the test for it a single one.
+struct Magnitude {
+  uint16_t appended;
+  uint16_t category;
+};
+class MagnitudeTable {
+ public:
+  static constexpr int kReach = 1024;
+  constexpr MagnitudeTable() {
+    for (int v = -kReach; v < kReach; ++v) {
+      const int category = std::bit_width(static_cast<uint32_t>(v < 0 ? -v : v));
+      const int bits = (v < 0 ? v - 1 : v) & ((1 << category) - 1);
+      entries_[v + kReach] = {static_cast<uint16_t>(bits), static_cast<uint16_t>(category)};
+    }
+  }
+  constexpr const Magnitude& operator[](ptrdiff_t v) const { return entries_[v + kReach]; }
+
+ private:
+  alignas(64) Magnitude entries_[2 * kReach] = {};
+};
+inline constexpr MagnitudeTable kMagnitudes;
 
 // The value that `size` received bits stand for (ISO/IEC 10918-1, F.2.2.1, EXTEND). size 1 to 15.
 inline int32_t Extend(uint32_t bits, int size) {

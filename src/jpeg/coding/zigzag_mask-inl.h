@@ -66,21 +66,22 @@ HWY_INLINE ZigzagBytes ToZigzag(const VBytes p0, const VBytes p1, const VBytes p
            hn::Or(hn::Or(Positions<3, 1>(p1), Positions<3, 2>(p2)), Positions<3, 3>(p3))}};
 }
 
+HWY_INLINE uint64_t MaskEqual(VBytes part, VBytes value) {
+  const auto equal = hn::Eq(part, value);
+#if HWY_TARGET == HWY_AVX2 || HWY_TARGET == HWY_SSE4
+  return static_cast<uint16_t>(_mm_movemask_epi8(equal.raw));
+#else
+  uint8_t bits[8];
+  hn::StoreMaskBits(Bytes(), equal, bits);
+  return static_cast<uint64_t>(bits[0] | bits[1] << 8);
+#endif
+}
+
 // Bit k: byte k equals `value`.
 HWY_INLINE uint64_t MaskEqual(const ZigzagBytes& bytes, uint8_t value) {
-  uint64_t mask = 0;
-  for (int i = 0; i < 4; ++i) {
-    const auto equal = hn::Eq(bytes.part[i], hn::Set(Bytes(), value));
-#if HWY_TARGET == HWY_AVX2 || HWY_TARGET == HWY_SSE4
-    const uint64_t bits = static_cast<uint16_t>(_mm_movemask_epi8(equal.raw));
-#else
-    uint8_t stored[8];
-    hn::StoreMaskBits(Bytes(), equal, stored);
-    const uint64_t bits = static_cast<uint64_t>(stored[0] | stored[1] << 8);
-#endif
-    mask |= bits << (16 * i);
-  }
-  return mask;
+  const VBytes v = hn::Set(Bytes(), value);
+  return MaskEqual(bytes.part[0], v) | MaskEqual(bytes.part[1], v) << 16 | MaskEqual(bytes.part[2], v) << 32 |
+         MaskEqual(bytes.part[3], v) << 48;
 }
 
 HWY_INLINE VWords Row(const int16_t* block, int row) { return hn::LoadU(Words(), block + 8 * row); }
@@ -90,6 +91,17 @@ HWY_INLINE uint64_t NonZeroMask(const int16_t* block) {
   return ~MaskEqual(ToZigzag(PackRows(Row(block, 0), Row(block, 1)), PackRows(Row(block, 2), Row(block, 3)),
                              PackRows(Row(block, 4), Row(block, 5)), PackRows(Row(block, 6), Row(block, 7))),
                     0);
+}
+
+// Whether every coefficient has an entry in kMagnitudes.
+HWY_INLINE bool AllInMagnitudeTable(const int16_t* block) {
+  const hn::CappedTag<int16_t, 16> d;
+  auto outside = hn::Zero(d);
+  for (size_t i = 0; i < 64; i += hn::Lanes(d)) {
+    outside = hn::Or(outside, hn::Add(hn::LoadU(d, block + i), hn::Set(d, MagnitudeTable::kReach)));
+  }
+  const auto high_bits = hn::Set(d, static_cast<int16_t>(~(2 * MagnitudeTable::kReach - 1)));
+  return hn::AllTrue(d, hn::Eq(hn::And(outside, high_bits), hn::Zero(d)));
 }
 
 }  // namespace
