@@ -52,6 +52,12 @@ class BitReader : public HeldBits {
         position_(*from.position),
         marker_(*from.marker) {}
 
+  BitReader(const Source& from, int position, int marker, const HeldBits& held)
+      : HeldBits(held), bytes_(from.bytes), length_(from.length), position_(position), marker_(marker) {}
+
+  int position() const { return position_; }
+  int marker() const { return marker_; }
+
   void Save(const Source& from, DecodeState* state) const {
     *from.position = position_;
     *from.marker = marker_;
@@ -80,31 +86,11 @@ class BitReader : public HeldBits {
     return zmcStatusOk;
   }
 
- protected:
+ private:
   const uint8_t* bytes_;
   int length_;
   int position_;
   int marker_;
-};
-
-// The same with four bytes at a time where none of them is 0xFF.
-class WordReader : public BitReader {
- public:
-  using BitReader::BitReader;
-
-  ZmcStatus Fill(int need) {
-    if (length_ - position_ < 4 || marker_ != 0 || count_ >= kFilled) return BitReader::Fill(need);
-    const uint8_t* at = bytes_ + position_;
-    uint32_t word;
-    std::memcpy(&word, at, sizeof word);
-    if ((word & 0x80808080u & ~(word + 0x01010101u)) != 0) return BitReader::Fill(need);
-    if (std::endian::native == std::endian::little) word = __builtin_bswap32(word);
-    const int bytes = (32 - count_) >> 3;
-    accumulator_ = static_cast<uint32_t>((static_cast<uint64_t>(accumulator_) << 32 | word) >> (32 - 8 * bytes));
-    count_ += 8 * bytes;
-    position_ += bytes;
-    return zmcStatusOk;
-  }
 };
 
 // A symbol, or the status that kept it from being decoded.
@@ -113,28 +99,39 @@ struct Symbol {
   uint32_t value;
 };
 
+// A symbol by its place among the codes of its length. In a table with more codes than fit, lengths overlap, and the
+// place may lie outside the values.
+inline Symbol SymbolAt(const DecodeSpec* spec, int length, int32_t code) {
+  const int32_t place = spec->valptr[length] - spec->mincode[length] + code;
+  if (place < 0 || place > 255) return {zmcStatusBadHuffmanData, 0};
+  return {zmcStatusOk, spec->values[place]};
+}
+
+inline bool IsCode(const DecodeSpec* spec, int length, int32_t bits) {
+  return spec->maxcode[length] != kNoCode && bits <= spec->maxcode[length];
+}
+
+// Every reader decodes symbols and receives bits. These two are for readers with the interface of HeldBits and Fill.
+
 // Goes on from a code's first `length` bits, which are to be read, one bit at a time.
 template <class Reader>
-[[gnu::noinline]] Symbol DecodeLongSymbol(Reader& reader, const DecodeSpec* spec, int length) {
+Symbol DecodeLongSymbol(Reader& reader, const DecodeSpec* spec, int length) {
   if (reader.count() < length) {
     if (const ZmcStatus s = reader.Fill(length); s < zmcStatusOk) return {s, 0};
   }
   int32_t code = static_cast<int32_t>(reader.Take(length));
-  for (; spec->maxcode[length] == kNoCode || code > spec->maxcode[length]; ++length) {
+  for (; !IsCode(spec, length, code); ++length) {
     if (length == kMaxCodeLength) return {zmcStatusBadHuffmanData, 0};
     if (reader.count() < 1) {
       if (const ZmcStatus s = reader.Fill(1); s < zmcStatusOk) return {s, 0};
     }
     code = code * 2 + static_cast<int32_t>(reader.Take(1));
   }
-  // In a table with more codes than fit, lengths overlap, and the place may lie outside the values.
-  const int32_t place = spec->valptr[length] - spec->mincode[length] + code;
-  if (place < 0 || place > 255) return {zmcStatusBadHuffmanData, 0};
-  return {zmcStatusOk, spec->values[place]};
+  return SymbolAt(spec, length, code);
 }
 
 template <class Reader>
-inline Symbol DecodeSymbol(Reader& reader, const DecodeSpec* spec) {
+Symbol DecodeSymbol(Reader& reader, const DecodeSpec* spec) {
   if (reader.count() < 8) {
     if (const ZmcStatus s = reader.Fill(0); s < zmcStatusOk) return {s, 0};
     if (reader.count() < 8) return DecodeLongSymbol(reader, spec, 1);
@@ -145,11 +142,25 @@ inline Symbol DecodeSymbol(Reader& reader, const DecodeSpec* spec) {
   return {zmcStatusOk, entry & 0xFF};
 }
 
-// Makes n bits available; n up to 15. zmcStatusMarkerFound where that met a marker behind enough bits.
+// n bits, 1 to 15. *status is set when they had to be read: zmcStatusMarkerFound where that met a marker behind enough
+// bits, an error where they do not suffice.
 template <class Reader>
-inline ZmcStatus Need(Reader& reader, int n) {
-  return reader.count() < n ? reader.Fill(n) : zmcStatusOk;
+uint32_t Receive(Reader& reader, int n, ZmcStatus* status) {
+  if (reader.count() < n) {
+    *status = reader.Fill(n);
+    if (*status < zmcStatusOk) return 0;
+  }
+  return reader.Take(n);
 }
+
+// A reader with those two as its own functions, as the block decoders call them.
+template <class Reader>
+class Decoding : public Reader {
+ public:
+  using Reader::Reader;
+  Symbol Decode(const DecodeSpec* spec) { return DecodeSymbol<Reader>(*this, spec); }
+  uint32_t Receive(int n, ZmcStatus* status) { return zmcj::Receive<Reader>(*this, n, status); }
+};
 
 // A position below 0 or a state that no Init has made would lead outside the source.
 inline ZmcStatus CheckReading(const int* position, const DecodeState* state) {

@@ -10,6 +10,7 @@
 
 #include "core/check.h"
 #include "jpeg/coding/huffman_records.h"
+#include "jpeg/coding/words.h"
 
 namespace zmcj {
 
@@ -75,20 +76,6 @@ class BitWriter {
   int count_;         // 0 to 7 between writes
   uint32_t pending_;  // in the low count_ bits; what stands above them is old
 };
-
-inline uint64_t LoadBigEndian64(const uint8_t* from) {
-  uint64_t word;
-  std::memcpy(&word, from, sizeof word);
-  return std::endian::native == std::endian::little ? __builtin_bswap64(word) : word;
-}
-
-inline void StoreBigEndian64(uint8_t* to, uint64_t word) {
-  if (std::endian::native == std::endian::little) word = __builtin_bswap64(word);
-  std::memcpy(to, &word, sizeof word);
-}
-
-// Whether one of the eight bytes is 0xFF: only such a byte loses its top bit when 1 is added to it.
-inline bool HasByteFF(uint64_t word) { return (word & 0x8080808080808080u & ~(word + 0x0101010101010101u)) != 0; }
 
 class PackedWriter {
  public:

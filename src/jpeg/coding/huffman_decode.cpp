@@ -6,6 +6,7 @@
 #include "core/memory.h"
 #include "jpeg/coding/bit_reader.h"
 #include "jpeg/coding/huffman_records.h"
+#include "jpeg/coding/window_reader.h"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "jpeg/coding/huffman_decode.cpp"
@@ -34,19 +35,20 @@ struct Outcome {
 
 // Walks one block's symbols; the block has been cleared.
 template <class Reader>
-inline Outcome DecodeBlock(Reader& reader, int16_t* block, int16_t* last_dc, const DecodeTables& tables) {
+[[gnu::always_inline]] inline Outcome DecodeBlock(Reader& reader, int16_t* block, int16_t* last_dc,
+                                                  const DecodeTables& tables) {
   ZmcStatus status = zmcStatusOk;
-  Symbol symbol = DecodeSymbol(reader, tables.dc);
+  Symbol symbol = reader.Decode(tables.dc);
   if (symbol.status != zmcStatusOk) return {symbol.status, Stop::kDcSymbol};
   if (const int size = symbol.value & 15; size != 0) {
-    status = Need(reader, size);
+    const uint32_t bits = reader.Receive(size, &status);
     if (status < zmcStatusOk) return {status, Stop::kBits};
-    *last_dc = static_cast<int16_t>(*last_dc + Extend(reader.Take(size), size));
+    *last_dc = static_cast<int16_t>(*last_dc + Extend(bits, size));
   }
   StoreSample(block, *last_dc);
 
   for (uint32_t k = 1; k < 64; ++k) {
-    symbol = DecodeSymbol(reader, tables.ac);
+    symbol = reader.Decode(tables.ac);
     if (symbol.status != zmcStatusOk) return {symbol.status, Stop::kAcSymbol};
     status = zmcStatusOk;
     const int size = symbol.value & 15;
@@ -55,17 +57,16 @@ inline Outcome DecodeBlock(Reader& reader, int16_t* block, int16_t* last_dc, con
       if (symbol.value >> 4 != 15) break;
       continue;
     }
-    status = Need(reader, size);
+    const uint32_t bits = reader.Receive(size, &status);
     if (status < zmcStatusOk) return {status, Stop::kBits};
-    const auto value = static_cast<int16_t>(Extend(reader.Take(size), size));
-    if (k <= kLastStoredPosition) StoreSample(block + kNaturalOrder[k], value);
+    if (k <= kLastStoredPosition) StoreSample(block + kNaturalOrder[k], static_cast<int16_t>(Extend(bits, size)));
   }
   return {status, Stop::kDone};
 }
 
 template <class Reader>
-inline ZmcStatus DecodeWith(const Source& from, int16_t* block, int16_t* last_dc, const DecodeTables& tables,
-                            DecodeState* state) {
+[[gnu::always_inline]] inline ZmcStatus DecodeWith(const Source& from, int16_t* block, int16_t* last_dc,
+                                                   const DecodeTables& tables, DecodeState* state) {
   std::memset(block, 0, 64 * sizeof *block);
   Reader reader(from, state);
   const Outcome outcome = DecodeBlock(reader, block, last_dc, tables);
@@ -83,7 +84,7 @@ namespace {
 
 ZMCJ_BIT_INSTRUCTIONS ZmcStatus Decode(const Source& from, int16_t* block, int16_t* last_dc, const DecodeTables& tables,
                                        DecodeState* state) {
-  return DecodeWith<WordReader>(from, block, last_dc, tables, state);
+  return DecodeWith<WindowReader>(from, block, last_dc, tables, state);
 }
 
 }  // namespace
@@ -96,7 +97,12 @@ HWY_AFTER_NAMESPACE();
 namespace zmcj {
 namespace {
 
-constexpr HuffmanDecodeKernels kReference = {DecodeWith<BitReader>};
+ZmcStatus DecodeReference(const Source& from, int16_t* block, int16_t* last_dc, const DecodeTables& tables,
+                          DecodeState* state) {
+  return DecodeWith<Decoding<BitReader>>(from, block, last_dc, tables, state);
+}
+
+constexpr HuffmanDecodeKernels kReference = {DecodeReference};
 constinit Family<HuffmanDecodeKernels> huffman_decode("huffman decode", kReference, {ZMCJ_LEVELS(kHuffmanDecode)});
 const Enrolment enrolment(huffman_decode);
 
@@ -141,7 +147,7 @@ class DirectReader : public HeldBits {
 ZmcStatus DecodeDirect(const uint8_t* bytes, int* bits, int16_t* block, int16_t* last_dc, int* marker,
                        uint32_t* prefetched, int* prefetched_count, const DecodeTables& tables) {
   std::memset(block, 0, 64 * sizeof *block);
-  DirectReader reader(bytes, *bits / 8, *marker, HeldBits(*prefetched, *prefetched_count));
+  Decoding<DirectReader> reader(bytes, *bits / 8, *marker, HeldBits(*prefetched, *prefetched_count));
   const Outcome outcome = DecodeBlock(reader, block, last_dc, tables);
   *bits = reader.position() * 8;
   *marker = reader.marker();

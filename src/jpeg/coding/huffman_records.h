@@ -66,9 +66,7 @@ alignas(64) inline constexpr uint8_t kNaturalOrder[kLastStoredPosition + 1] = {
     30, 37, 44, 51, 58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63, 63, 63};
 
 // The number of bits of |v|. The bit added below keeps zero from being a case of its own.
-inline int MagnitudeCategory(int32_t v) {
-  return 31 - std::countl_zero(static_cast<uint32_t>(std::abs(v)) << 1 | 1);
-}
+inline int MagnitudeCategory(int32_t v) { return 31 - std::countl_zero(static_cast<uint32_t>(std::abs(v)) << 1 | 1); }
 
 // What follows the code of a value's category: v itself, or v - 1 for a negative v (its ones' complement). Only the low
 // `category` bits count; the others are cleared.
@@ -102,8 +100,9 @@ inline constexpr MagnitudeTable kMagnitudes;
 
 // The value that `size` received bits stand for (ISO/IEC 10918-1, F.2.2.1, EXTEND). size 1 to 15.
 inline int32_t Extend(uint32_t bits, int size) {
-  const auto x = static_cast<int32_t>(bits);
-  return x < (1 << (size - 1)) ? x - ((1 << size) - 1) : x;
+  // Arithmetic, since whether the top bit is set is as good as random: a branch would be mispredicted half the time.
+  const uint32_t negative = (bits >> (size - 1)) - 1;
+  return static_cast<int32_t>(bits - (negative & ((uint32_t{1} << size) - 1)));
 }
 
 // All that a new scan or a restart needs; the status is always zmcStatusOk.

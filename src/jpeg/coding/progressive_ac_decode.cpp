@@ -5,33 +5,30 @@
 #include "jpeg/coding/bit_reader.h"
 #include "jpeg/coding/huffman_records.h"
 #include "jpeg/coding/progressive.h"
+#include "jpeg/coding/window_reader.h"
 
 namespace zmcj {
 namespace {
 
 // 2^r and r bits more: the blocks, this one included, whose band has ended.
 template <class Reader>
-ZmcStatus DecodeRun(Reader& reader, int r, int32_t* run) {
+[[gnu::always_inline]] inline ZmcStatus DecodeRun(Reader& reader, int r, int32_t* run) {
   ZmcStatus status = zmcStatusOk;
-  int32_t blocks = 1 << r;
-  if (r > 0) {
-    status = Need(reader, r);
-    if (status < zmcStatusOk) return status;
-    blocks += static_cast<int32_t>(reader.Take(r));
-  }
-  *run = blocks;
+  const uint32_t more = r > 0 ? reader.Receive(r, &status) : 0;
+  if (status >= zmcStatusOk) *run = (1 << r) + static_cast<int32_t>(more);
   return status;
 }
 
 template <class Reader>
-ZmcStatus DecodeFirst(Reader& reader, int16_t* block, const Band& band, const DecodeSpec* ac, int32_t* run) {
+[[gnu::always_inline]] inline ZmcStatus DecodeFirst(Reader& reader, int16_t* block, const Band& band,
+                                                    const DecodeSpec* ac, int32_t* run) {
   if (*run >= 1) {
     --*run;
     return zmcStatusOk;
   }
   ZmcStatus status = zmcStatusOk;
   for (int k = band.ss; k <= band.se; ++k) {
-    const Symbol symbol = DecodeSymbol(reader, ac);
+    const Symbol symbol = reader.Decode(ac);
     if (symbol.status != zmcStatusOk) return symbol.status;
     const int r = static_cast<int>(symbol.value >> 4), size = symbol.value & 15;
     if (size == 0 && r < 15) {
@@ -42,27 +39,20 @@ ZmcStatus DecodeFirst(Reader& reader, int16_t* block, const Band& band, const De
     k += r;
     status = zmcStatusOk;
     if (size == 0) continue;
-    status = Need(reader, size);
+    const uint32_t bits = reader.Receive(size, &status);
     if (status < zmcStatusOk) return status;
-    const int32_t value = Extend(reader.Take(size), size);
+    const int32_t value = Extend(bits, size);
     if (k <= band.se) StoreSample(block + kNaturalOrder[k], static_cast<int16_t>(value << band.al));
   }
   return status;
 }
 
-// Reads the correction bit of a coefficient that is not zero; a 1 moves it away from zero by one step of this scan.
+// Passes over `zeros` coefficients that are zero and corrects the others on the way: a correction bit of 1 moves one
+// away from zero by a step of this scan. *k is then where the next zero stands, or behind the band. The status is the
+// last fill's.
 template <class Reader>
-ZmcStatus Correct(Reader& reader, int16_t* coefficient, int32_t value, int al) {
-  const ZmcStatus status = Need(reader, 1);
-  if (status < zmcStatusOk || reader.Take(1) == 0 || (value >> al & 1) != 0) return status;
-  StoreSample(coefficient, static_cast<int16_t>(value > 0 ? value + (1 << al) : value - (1 << al)));
-  return status;
-}
-
-// Passes over `zeros` coefficients that are zero and corrects the others on the way; *k is where the next zero stands,
-// or behind the band. The status is the last fill's.
-template <class Reader>
-ZmcStatus Advance(Reader& reader, int16_t* block, const Band& band, int zeros, int* k, ZmcStatus status) {
+[[gnu::always_inline]] inline ZmcStatus Advance(Reader& reader, int16_t* block, const Band& band, int zeros, int* k,
+                                                ZmcStatus status) {
   for (; *k <= band.se; ++*k) {
     int16_t* const coefficient = block + kNaturalOrder[*k];
     const int32_t value = LoadSample<int16_t>(coefficient);
@@ -70,28 +60,28 @@ ZmcStatus Advance(Reader& reader, int16_t* block, const Band& band, int zeros, i
       if (--zeros < 0) break;
       continue;
     }
-    const bool filling = reader.count() < 1;
-    const ZmcStatus corrected = Correct(reader, coefficient, value, band.al);
-    if (corrected < zmcStatusOk) return corrected;
-    if (filling) status = corrected;
+    const uint32_t correction = reader.Receive(1, &status);
+    if (status < zmcStatusOk) return status;
+    if (correction == 0 || (value >> band.al & 1) != 0) continue;
+    StoreSample(coefficient, static_cast<int16_t>(value > 0 ? value + (1 << band.al) : value - (1 << band.al)));
   }
   return status;
 }
 
 template <class Reader>
-ZmcStatus DecodeRefine(Reader& reader, int16_t* block, const Band& band, const DecodeSpec* ac, int32_t* run) {
+[[gnu::always_inline]] inline ZmcStatus DecodeRefine(Reader& reader, int16_t* block, const Band& band,
+                                                     const DecodeSpec* ac, int32_t* run) {
   ZmcStatus status = zmcStatusOk;
   int k = band.ss;
   for (; *run < 1 && k <= band.se; ++k) {
-    const Symbol symbol = DecodeSymbol(reader, ac);
+    const Symbol symbol = reader.Decode(ac);
     if (symbol.status != zmcStatusOk) return symbol.status;
     const int r = static_cast<int>(symbol.value >> 4);
     status = zmcStatusOk;
     int32_t value = 0;
     if ((symbol.value & 15) != 0) {
-      status = Need(reader, 1);
+      value = reader.Receive(1, &status) != 0 ? 1 << band.al : -(1 << band.al);
       if (status < zmcStatusOk) return status;
-      value = reader.Take(1) != 0 ? 1 << band.al : -(1 << band.al);
     } else if (r < 15) {
       status = DecodeRun(reader, r, run);
       if (status < zmcStatusOk) return status;
@@ -108,12 +98,11 @@ ZmcStatus DecodeRefine(Reader& reader, int16_t* block, const Band& band, const D
   return status;
 }
 
-template <class Reader>
-using Decoder = ZmcStatus (*)(Reader&, int16_t*, const Band&, const DecodeSpec*, int32_t*);
-
-ZmcStatus DecodeWith(Decoder<WordReader> decode, const Source& from, int16_t* block, const Band& band,
-                     const DecodeSpec* ac, DecodeState* state) {
-  WordReader reader(from, state);
+// `decode` is called directly, so that all of it is one function.
+template <class Decode>
+ZmcStatus DecodeWith(Decode decode, const Source& from, int16_t* block, const Band& band, const DecodeSpec* ac,
+                     DecodeState* state) {
+  WindowReader reader(from, state);
   int32_t run = state->eob_run;
   const ZmcStatus status = decode(reader, block, band, ac, &run);
   state->eob_run = run;
@@ -143,7 +132,8 @@ ZmcStatus zmciDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1(const uint8_t* pSrc, int nS
   if (ZmcStatus s = CheckDecoding(pSrc, nSrcLenBytes, pSrcCurrPos, pDst, pMarker, band, pAcTable, pDecHuffState)) {
     return s;
   }
-  return DecodeWith(DecodeFirst, {pSrc, nSrcLenBytes, pSrcCurrPos, pMarker}, pDst, band, pAcTable, pDecHuffState);
+  return DecodeWith([](auto&&... arguments) { return DecodeFirst(arguments...); },
+                    {pSrc, nSrcLenBytes, pSrcCurrPos, pMarker}, pDst, band, pAcTable, pDecHuffState);
 }
 
 ZmcStatus zmciDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(const uint8_t* pSrc, int nSrcLenBytes, int* pSrcCurrPos,
@@ -154,5 +144,6 @@ ZmcStatus zmciDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(const uint8_t* pSrc, int n
   if (ZmcStatus s = CheckDecoding(pSrc, nSrcLenBytes, pSrcCurrPos, pDst, pMarker, band, pAcTable, pDecHuffState)) {
     return s;
   }
-  return DecodeWith(DecodeRefine, {pSrc, nSrcLenBytes, pSrcCurrPos, pMarker}, pDst, band, pAcTable, pDecHuffState);
+  return DecodeWith([](auto&&... arguments) { return DecodeRefine(arguments...); },
+                    {pSrc, nSrcLenBytes, pSrcCurrPos, pMarker}, pDst, band, pAcTable, pDecHuffState);
 }

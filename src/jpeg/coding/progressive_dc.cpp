@@ -40,13 +40,13 @@ ZmcStatus EncodeRefine(const int16_t* block, const Destination& to, int al, Enco
 
 ZmcStatus DecodeFirst(const Source& from, int16_t* block, int16_t* last_dc, int al, const DecodeSpec* dc,
                       DecodeState* state) {
-  WordReader reader(from, state);
-  const Symbol symbol = DecodeSymbol(reader, dc);
+  Decoding<BitReader> reader(from, state);
+  const Symbol symbol = reader.Decode(dc);
   ZmcStatus status = symbol.status;
   const int size = symbol.value & 15;
   if (status == zmcStatusOk && size != 0) {
-    status = Need(reader, size);
-    if (status >= zmcStatusOk) *last_dc = static_cast<int16_t>(*last_dc + Extend(reader.Take(size), size));
+    const uint32_t bits = reader.Receive(size, &status);
+    if (status >= zmcStatusOk) *last_dc = static_cast<int16_t>(*last_dc + Extend(bits, size));
   }
   if (status >= zmcStatusOk) StoreSample(block, static_cast<int16_t>(*last_dc << al));
   reader.Save(from, state);
@@ -54,9 +54,9 @@ ZmcStatus DecodeFirst(const Source& from, int16_t* block, int16_t* last_dc, int 
 }
 
 ZmcStatus DecodeRefine(const Source& from, int16_t* block, int al, DecodeState* state) {
-  WordReader reader(from, state);
-  const ZmcStatus status = Need(reader, 1);
-  if (status >= zmcStatusOk && reader.Take(1) != 0) {
+  Decoding<BitReader> reader(from, state);
+  ZmcStatus status = zmcStatusOk;
+  if (reader.Receive(1, &status) != 0) {
     StoreSample(block, static_cast<int16_t>(LoadSample<int16_t>(block) | 1 << al));
   }
   reader.Save(from, state);

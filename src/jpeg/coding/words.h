@@ -1,0 +1,24 @@
+// Eight bytes of entropy-coded data at a time.
+#pragma once
+
+#include <bit>
+#include <cstdint>
+#include <cstring>
+
+namespace zmcj {
+
+inline uint64_t LoadBigEndian64(const uint8_t* from) {
+  uint64_t word;
+  std::memcpy(&word, from, sizeof word);
+  return std::endian::native == std::endian::little ? __builtin_bswap64(word) : word;
+}
+
+inline void StoreBigEndian64(uint8_t* to, uint64_t word) {
+  if (std::endian::native == std::endian::little) word = __builtin_bswap64(word);
+  std::memcpy(to, &word, sizeof word);
+}
+
+// Whether one of the eight bytes is 0xFF: only such a byte loses its top bit when 1 is added to it.
+inline bool HasByteFF(uint64_t word) { return (word & 0x8080808080808080u & ~(word + 0x0101010101010101u)) != 0; }
+
+}  // namespace zmcj
