@@ -83,7 +83,7 @@ class PackedWriter {
   // the end of the block, doubled by stuffing (2 * (64 * 4 + 9)), and a word.
   static constexpr int kRoomPerBlock = 544;
 
-  static bool HasRoom(const Destination& to) { return to.length - *to.position >= kRoomPerBlock; }
+  static bool HasRoom(const Destination& to, int room = kRoomPerBlock) { return to.length - *to.position >= room; }
 
   PackedWriter(const Destination& to, int count, uint64_t pending)
       : to_(to), out_(to.bytes + *to.position), free_(64 - count), pending_(pending) {}

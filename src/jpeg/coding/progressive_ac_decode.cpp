@@ -1,14 +1,29 @@
 // AC coefficients of progressive scans, decoding (ISO/IEC 10918-1, G.2.2 and G.1.2.3). A band's end may cover many
 // blocks: the run of those is kept in the state.
+#include <bit>
+
 #include "core/check.h"
+#include "core/level.h"
 #include "core/memory.h"
 #include "jpeg/coding/bit_reader.h"
 #include "jpeg/coding/huffman_records.h"
 #include "jpeg/coding/progressive.h"
 #include "jpeg/coding/window_reader.h"
 
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "jpeg/coding/progressive_ac_decode.cpp"
+#include "core/foreach_level.h"
+// Per level, so behind the line above.
+#include "jpeg/coding/zigzag_mask-inl.h"
+
+#ifndef ZMCJ_PROGRESSIVE_AC_DECODE_TYPES
+#define ZMCJ_PROGRESSIVE_AC_DECODE_TYPES
 namespace zmcj {
-namespace {
+
+struct AcDecodeKernels {
+  ZmcStatus (*first)(const Source& from, int16_t* block, const Band& band, const DecodeSpec* ac, DecodeState* state);
+  ZmcStatus (*refine)(const Source& from, int16_t* block, const Band& band, const DecodeSpec* ac, DecodeState* state);
+};
 
 // 2^r and r bits more: the blocks, this one included, whose band has ended.
 template <class Reader>
@@ -47,12 +62,17 @@ template <class Reader>
   return status;
 }
 
+// A step of this scan away from zero, unless the value has that bit already.
+inline int16_t Corrected(int32_t value, int al) {
+  const int32_t step = (1 << al) & ~value;
+  return static_cast<int16_t>(value > 0 ? value + step : value - step);
+}
+
 // Passes over `zeros` coefficients that are zero and corrects the others on the way: a correction bit of 1 moves one
 // away from zero by a step of this scan. *k is then where the next zero stands, or behind the band. The status is the
 // last fill's.
 template <class Reader>
-[[gnu::always_inline]] inline ZmcStatus Advance(Reader& reader, int16_t* block, const Band& band, int zeros, int* k,
-                                                ZmcStatus status) {
+ZmcStatus Advance(Reader& reader, int16_t* block, const Band& band, int zeros, int* k, ZmcStatus status) {
   for (; *k <= band.se; ++*k) {
     int16_t* const coefficient = block + kNaturalOrder[*k];
     const int32_t value = LoadSample<int16_t>(coefficient);
@@ -62,15 +82,15 @@ template <class Reader>
     }
     const uint32_t correction = reader.Receive(1, &status);
     if (status < zmcStatusOk) return status;
-    if (correction == 0 || (value >> band.al & 1) != 0) continue;
-    StoreSample(coefficient, static_cast<int16_t>(value > 0 ? value + (1 << band.al) : value - (1 << band.al)));
+    if (correction != 0) StoreSample(coefficient, Corrected(value, band.al));
   }
   return status;
 }
 
-template <class Reader>
+// `advance` is Advance in one form or another.
+template <class Reader, class AdvanceTo>
 [[gnu::always_inline]] inline ZmcStatus DecodeRefine(Reader& reader, int16_t* block, const Band& band,
-                                                     const DecodeSpec* ac, int32_t* run) {
+                                                     const DecodeSpec* ac, int32_t* run, AdvanceTo advance) {
   ZmcStatus status = zmcStatusOk;
   int k = band.ss;
   for (; *run < 1 && k <= band.se; ++k) {
@@ -87,28 +107,130 @@ template <class Reader>
       if (status < zmcStatusOk) return status;
       break;
     }
-    status = Advance(reader, block, band, r, &k, status);
+    status = advance(reader, r, &k, status);
     if (status < zmcStatusOk) return status;
     if (value != 0 && k <= band.se) StoreSample(block + kNaturalOrder[k], static_cast<int16_t>(value));
   }
   if (*run >= 1) {
-    status = Advance(reader, block, band, 64, &k, status);
+    status = advance(reader, 64, &k, status);
     if (status >= zmcStatusOk) --*run;
   }
   return status;
 }
 
-// `decode` is called directly, so that all of it is one function.
-template <class Decode>
-ZmcStatus DecodeWith(Decode decode, const Source& from, int16_t* block, const Band& band, const DecodeSpec* ac,
-                     DecodeState* state) {
-  WindowReader reader(from, state);
+// A decoder between its reader's coming and going. DecodeFirst or DecodeRefine is called directly, so that all is one
+// function.
+template <class Reader, class Decode>
+[[gnu::always_inline]] inline ZmcStatus WithReader(const Source& from, DecodeState* state, Decode decode) {
+  Reader reader(from, state);
   int32_t run = state->eob_run;
-  const ZmcStatus status = decode(reader, block, band, ac, &run);
+  const ZmcStatus status = decode(reader, &run);
   state->eob_run = run;
   reader.Save(from, state);
   return status;
 }
+
+inline ZmcStatus FirstReference(const Source& from, int16_t* block, const Band& band, const DecodeSpec* ac,
+                                DecodeState* state) {
+  return WithReader<Decoding<BitReader>>(
+      from, state, [&](auto& reader, int32_t* run) { return DecodeFirst(reader, block, band, ac, run); });
+}
+
+inline ZmcStatus RefineReference(const Source& from, int16_t* block, const Band& band, const DecodeSpec* ac,
+                                 DecodeState* state) {
+  const auto advance = [&](auto& reader, int zeros, int* k, ZmcStatus status) {
+    return Advance(reader, block, band, zeros, k, status);
+  };
+  return WithReader<Decoding<BitReader>>(
+      from, state, [&](auto& reader, int32_t* run) { return DecodeRefine(reader, block, band, ac, run, advance); });
+}
+
+}  // namespace zmcj
+#endif
+
+HWY_BEFORE_NAMESPACE();
+namespace zmcj::HWY_NAMESPACE {
+#if ZMCJ_VECTOR_LEVEL
+namespace {
+
+ZMCJ_BIT_INSTRUCTIONS ZmcStatus First(const Source& from, int16_t* block, const Band& band, const DecodeSpec* ac,
+                                      DecodeState* state) {
+  // Most bands of most blocks are empty: nothing but the run changes.
+  if (state->eob_run >= 1) {
+    state->eob_run = state->eob_run - 1;
+    return zmcStatusOk;
+  }
+  return WithReader<WindowReader>(from, state, [&](auto& reader, int32_t* run) ZMCJ_BIT_INSTRUCTIONS {
+    return DecodeFirst(reader, block, band, ac, run);
+  });
+}
+
+// The position of the one of index n in `mask`; 64 if there are no more than n.
+ZMCJ_BIT_INSTRUCTIONS HWY_INLINE int PositionOf(uint64_t mask, int n) {
+#if HWY_TARGET == HWY_AVX2 && HWY_ARCH_X86_64
+  return std::countr_zero(__builtin_ia32_pdep_di(uint64_t{1} << n, mask));
+#else
+  for (; n > 0; --n) mask &= mask - 1;
+  return std::countr_zero(mask);
+#endif
+}
+
+// Advance by masks. `old` has the positions in the band that are not zero as the call begins.
+ZMCJ_BIT_INSTRUCTIONS HWY_INLINE ZmcStatus AdvanceMask(WindowReader& reader, int16_t* block, const Band& band,
+                                                       uint64_t old, int zeros, int* k, ZmcStatus status) {
+  const uint64_t left = ~uint64_t{0} >> (63 - band.se) & ~uint64_t{0} << *k;
+  const int zero = zeros < 64 ? PositionOf(~old & left, zeros) : 64;
+  const int end = zero < 64 ? zero : band.se + 1;
+  uint64_t mask = old & left;
+  if (end < 64) mask &= (uint64_t{1} << end) - 1;
+  while (mask != 0) {
+    if (!reader.Ready()) [[unlikely]] {
+      const uint32_t correction = reader.Receive(1, &status);
+      if (status < zmcStatusOk) return status;
+      int16_t* const coefficient = block + kNaturalOrder[std::countr_zero(mask)];
+      if (correction != 0) StoreSample(coefficient, Corrected(LoadSample<int16_t>(coefficient), band.al));
+      mask &= mask - 1;
+      continue;
+    }
+    const int n = std::popcount(mask) < 16 ? std::popcount(mask) : 16;
+    uint32_t corrections = reader.TakeSingles(n) << (32 - n);
+    for (int i = 0; i < n; ++i, mask &= mask - 1, corrections <<= 1) {
+      int16_t* const coefficient = block + kNaturalOrder[std::countr_zero(mask)];
+      const int16_t value = LoadSample<int16_t>(coefficient);
+      StoreSample(coefficient, corrections >> 31 != 0 ? Corrected(value, band.al) : value);
+    }
+  }
+  *k = end;
+  return status;
+}
+
+ZMCJ_BIT_INSTRUCTIONS ZmcStatus Refine(const Source& from, int16_t* block, const Band& band, const DecodeSpec* ac,
+                                       DecodeState* state) {
+  const uint64_t old = NonZeroMask(block) & ~uint64_t{0} >> (63 - band.se) & ~uint64_t{0} << band.ss;
+  if (old == 0 && state->eob_run >= 1) {
+    state->eob_run = state->eob_run - 1;
+    return zmcStatusOk;
+  }
+  const auto advance = [&](auto& reader, int zeros, int* k, ZmcStatus status)
+                           ZMCJ_BIT_INSTRUCTIONS { return AdvanceMask(reader, block, band, old, zeros, k, status); };
+  return WithReader<WindowReader>(from, state, [&](auto& reader, int32_t* run) ZMCJ_BIT_INSTRUCTIONS {
+    return DecodeRefine(reader, block, band, ac, run, advance);
+  });
+}
+
+}  // namespace
+extern constexpr AcDecodeKernels kAcDecode = {First, Refine};
+#endif
+}  // namespace zmcj::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace zmcj {
+namespace {
+
+constexpr AcDecodeKernels kReference = {FirstReference, RefineReference};
+constinit Family<AcDecodeKernels> ac_decode("progressive AC decode", kReference, {ZMCJ_LEVELS(kAcDecode)});
+const Enrolment enrolment(ac_decode);
 
 ZmcStatus CheckDecoding(const uint8_t* src, int length, const int* position, const int16_t* dst, const int* marker,
                         const Band& band, const DecodeSpec* ac, const DecodeState* state) {
@@ -132,8 +254,7 @@ ZmcStatus zmciDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1(const uint8_t* pSrc, int nS
   if (ZmcStatus s = CheckDecoding(pSrc, nSrcLenBytes, pSrcCurrPos, pDst, pMarker, band, pAcTable, pDecHuffState)) {
     return s;
   }
-  return DecodeWith([](auto&&... arguments) { return DecodeFirst(arguments...); },
-                    {pSrc, nSrcLenBytes, pSrcCurrPos, pMarker}, pDst, band, pAcTable, pDecHuffState);
+  return ac_decode->first({pSrc, nSrcLenBytes, pSrcCurrPos, pMarker}, pDst, band, pAcTable, pDecHuffState);
 }
 
 ZmcStatus zmciDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(const uint8_t* pSrc, int nSrcLenBytes, int* pSrcCurrPos,
@@ -144,6 +265,6 @@ ZmcStatus zmciDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(const uint8_t* pSrc, int n
   if (ZmcStatus s = CheckDecoding(pSrc, nSrcLenBytes, pSrcCurrPos, pDst, pMarker, band, pAcTable, pDecHuffState)) {
     return s;
   }
-  return DecodeWith([](auto&&... arguments) { return DecodeRefine(arguments...); },
-                    {pSrc, nSrcLenBytes, pSrcCurrPos, pMarker}, pDst, band, pAcTable, pDecHuffState);
+  return ac_decode->refine({pSrc, nSrcLenBytes, pSrcCurrPos, pMarker}, pDst, band, pAcTable, pDecHuffState);
 }
+#endif

@@ -1,27 +1,51 @@
 // AC coefficients of progressive scans, encoding and counting (ISO/IEC 10918-1, G.1.2.2 and G.1.2.3).
 #include <bit>
 #include <cstdlib>
+#include <cstring>
 
 #include "core/check.h"
+#include "core/level.h"
 #include "core/memory.h"
 #include "jpeg/coding/bit_writer.h"
 #include "jpeg/coding/huffman_records.h"
 #include "jpeg/coding/progressive.h"
 
-namespace zmcj {
-namespace {
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "jpeg/coding/progressive_ac_encode.cpp"
+#include "core/foreach_level.h"
+// Per level, so behind the line above.
+#include "jpeg/coding/zigzag_mask-inl.h"
 
-constexpr int kMaxAcCategory = 11;
-constexpr int kLongestRun = 32767;  // of ended blocks: what EOB14 and its 14 bits can say
+#ifndef ZMCJ_PROGRESSIVE_AC_ENCODE_TYPES
+#define ZMCJ_PROGRESSIVE_AC_ENCODE_TYPES
+namespace zmcj {
+
+struct AcEncodeKernels {
+  ZmcStatus (*first)(const int16_t* block, const Band& band, const Destination& to, const EncodeSpec* ac,
+                     EncodeState* state);
+  ZmcStatus (*refine)(const int16_t* block, const Band& band, const Destination& to, const EncodeSpec* ac,
+                      EncodeState* state);
+  ZmcStatus (*count_first)(const int16_t* block, const Band& band, uint32_t* counts, EncodeState* state);
+  ZmcStatus (*count_refine)(const int16_t* block, const Band& band, uint32_t* counts, EncodeState* state);
+};
+
+inline constexpr int kMaxAcCategory = 11;
+inline constexpr int kLongestRun = 32767;  // of ended blocks: what EOB14 and its 14 bits can say
 // Correction bits that are buffered before they are written at the latest: another block's 63 still fit behind 937.
-constexpr int kMostCorrections = 938;
+inline constexpr int kMostCorrections = 938;
 
 // A sink takes codes by their symbol, and bits.
-class WritingSink {
+class AcWritingSink {
  public:
-  WritingSink(const Destination& to, const EncodeState* state, const EncodeSpec* ac) : writer_(to, state), ac_(ac) {}
+  AcWritingSink(const Destination& to, const EncodeState* state, const EncodeSpec* ac) : writer_(to, state), ac_(ac) {}
   ZmcStatus Code(uint32_t symbol) { return writer_.PutCode(ac_->entries[symbol]); }
   ZmcStatus Bits(uint32_t value, int n) { return n == 0 ? zmcStatusOk : writer_.Put(value, n); }
+  ZmcStatus Corrections(const uint8_t* corrections, int n) {
+    for (int i = 0; i < n; ++i) {
+      if (ZmcStatus s = writer_.Put(corrections[i], 1)) return s;
+    }
+    return zmcStatusOk;
+  }
   void Save(EncodeState* state) const { writer_.Save(state); }
 
  private:
@@ -29,15 +53,15 @@ class WritingSink {
   const EncodeSpec* ac_;
 };
 
-class CountingSink {
+class AcCountingSink {
  public:
-  explicit CountingSink(uint32_t* counts) : counts_(counts) {}
+  explicit AcCountingSink(uint32_t* counts) : counts_(counts) {}
   ZmcStatus Code(uint32_t symbol) {
     ++counts_[symbol];
     return zmcStatusOk;
   }
   ZmcStatus Bits(uint32_t, int) { return zmcStatusOk; }
-  void Save(EncodeState*) const {}
+  ZmcStatus Corrections(const uint8_t*, int) { return zmcStatusOk; }
 
  private:
   uint32_t* counts_;
@@ -66,15 +90,7 @@ ZmcStatus PutRun(Sink& sink, int32_t* run) {
 }
 
 template <class Sink>
-ZmcStatus PutCorrections(Sink& sink, const uint8_t* corrections, int n) {
-  for (int i = 0; i < n; ++i) {
-    if (ZmcStatus s = sink.Bits(corrections[i], 1)) return s;
-  }
-  return zmcStatusOk;
-}
-
-template <class Sink>
-ZmcStatus CodeFirst(const int16_t* block, const Band& band, EncodeState* state, Sink& sink) {
+ZmcStatus CodeFirstReference(const int16_t* block, const Band& band, EncodeState* state, Sink& sink) {
   int32_t run = state->eob_run;
   const auto code = [&] {
     int r = 0;
@@ -103,7 +119,7 @@ ZmcStatus CodeFirst(const int16_t* block, const Band& band, EncodeState* state, 
 }
 
 template <class Sink>
-ZmcStatus CodeRefine(const int16_t* block, const Band& band, EncodeState* state, Sink& sink) {
+ZmcStatus CodeRefineReference(const int16_t* block, const Band& band, EncodeState* state, Sink& sink) {
   int32_t run = state->eob_run;
   int pending = state->corrections;  // of blocks before this one
   uint8_t* const buffer = state->correction;
@@ -111,12 +127,12 @@ ZmcStatus CodeRefine(const int16_t* block, const Band& band, EncodeState* state,
   int n = 0;
   const auto put_pending = [&] {
     if (ZmcStatus s = PutRun(sink, &run)) return s;
-    if (ZmcStatus s = PutCorrections(sink, buffer, pending)) return s;
+    if (ZmcStatus s = sink.Corrections(buffer, pending)) return s;
     pending = 0;
     return zmcStatusOk;
   };
   const auto put_own = [&] {
-    const ZmcStatus s = PutCorrections(sink, corrections, n);
+    const ZmcStatus s = sink.Corrections(corrections, n);
     corrections = buffer;
     n = 0;
     return s;
@@ -160,12 +176,309 @@ ZmcStatus CodeRefine(const int16_t* block, const Band& band, EncodeState* state,
   return status;
 }
 
+inline ZmcStatus EncodeFirstReference(const int16_t* block, const Band& band, const Destination& to,
+                                      const EncodeSpec* ac, EncodeState* state) {
+  AcWritingSink sink(to, state, ac);
+  const ZmcStatus status = CodeFirstReference(block, band, state, sink);
+  sink.Save(state);
+  return status;
+}
+
+inline ZmcStatus EncodeRefineReference(const int16_t* block, const Band& band, const Destination& to,
+                                       const EncodeSpec* ac, EncodeState* state) {
+  AcWritingSink sink(to, state, ac);
+  const ZmcStatus status = CodeRefineReference(block, band, state, sink);
+  sink.Save(state);
+  return status;
+}
+
+inline ZmcStatus CountFirstReference(const int16_t* block, const Band& band, uint32_t* counts, EncodeState* state) {
+  AcCountingSink sink(counts);
+  return CodeFirstReference(block, band, state, sink);
+}
+
+inline ZmcStatus CountRefineReference(const int16_t* block, const Band& band, uint32_t* counts, EncodeState* state) {
+  AcCountingSink sink(counts);
+  return CodeRefineReference(block, band, state, sink);
+}
+
+// One after the other becomes the highest first.
+inline uint64_t ReverseBits(uint64_t v) {
+  v = (v >> 1 & 0x5555555555555555u) | (v & 0x5555555555555555u) << 1;
+  v = (v >> 2 & 0x3333333333333333u) | (v & 0x3333333333333333u) << 2;
+  v = (v >> 4 & 0x0F0F0F0F0F0F0F0Fu) | (v & 0x0F0F0F0F0F0F0F0Fu) << 4;
+  return __builtin_bswap64(v);
+}
+
+// Appends n correction bits, the lowest first, as bytes of 0 and 1. Up to seven bytes behind them are overwritten.
+inline void AppendCorrections(uint8_t* to, uint64_t bits, int n) {
+  for (; n > 0; n -= 8, bits >>= 8, to += 8) {
+    // A copy of the eight bits in every byte, of which byte i keeps bit i.
+    const uint64_t spread = (bits & 0xFF) * 0x0101010101010101u & 0x8040201008040201u;
+    const uint64_t bytes = (spread + 0x7F7F7F7F7F7F7F7Fu) >> 7 & 0x0101010101010101u;
+    std::memcpy(to, &bytes, sizeof bytes);
+  }
+}
+
+}  // namespace zmcj
+#endif
+
+HWY_BEFORE_NAMESPACE();
+namespace zmcj::HWY_NAMESPACE {
+#if ZMCJ_VECTOR_LEVEL
+namespace {
+
+// Room for what one block can take, with 1000 correction bits pending: a run's 30 bits, 63 codes with a bit each, three
+// zero runs and 63 bits more, doubled by stuffing (2 * 279), and a word.
+constexpr int kRoomPerRefinedBlock = 600;
+
+class PackedAcSink {
+ public:
+  PackedAcSink(const Destination& to, const EncodeState* state, const EncodeSpec* ac) : writer_(to, state), ac_(ac) {}
+  HWY_INLINE ZmcStatus Code(uint32_t symbol) { return Coded(symbol, 0, 0); }
+  // A code with n bits behind it; all others of `bits` are 0.
+  HWY_INLINE ZmcStatus Coded(uint32_t symbol, uint32_t bits, int n) {
+    const uint32_t entry = ac_->entries[symbol];
+    const int length = static_cast<int>(entry >> 16);
+    if (length == 0) return zmcStatusBadHuffmanTable;
+    writer_.Put(static_cast<uint64_t>(entry & 0xFFFF) << n | bits, length + n);
+    return zmcStatusOk;
+  }
+  HWY_INLINE ZmcStatus Corrections(const uint8_t* corrections, int n) {
+    for (; n >= 8; n -= 8, corrections += 8) {
+      uint64_t bytes;
+      std::memcpy(&bytes, corrections, sizeof bytes);
+      // The first byte's bit goes to the top of the product's top byte.
+      writer_.Put(bytes * 0x8040201008040201u >> 56, 8);
+    }
+    for (; n > 0; --n) writer_.Put(*corrections++, 1);
+    return zmcStatusOk;
+  }
+  // n bits, the lowest first.
+  HWY_INLINE void Reversed(uint64_t bits, int n) {
+    if (n == 0) return;
+    const uint64_t value = ReverseBits(bits) >> (64 - n);
+    if (n > 32) writer_.Put(value >> 32, n - 32);
+    writer_.Put(value & 0xFFFFFFFF, n > 32 ? 32 : n);
+  }
+  HWY_INLINE void Save(EncodeState* state) {
+    writer_.Flush();
+    writer_.Save(state);
+  }
+
+ private:
+  PackedWriter writer_;
+  const EncodeSpec* ac_;
+};
+
+class CountedAcSink : public AcCountingSink {
+ public:
+  using AcCountingSink::AcCountingSink;
+  HWY_INLINE ZmcStatus Coded(uint32_t symbol, uint32_t, int) { return Code(symbol); }
+  HWY_INLINE void Reversed(uint64_t, int) {}
+};
+
+// PutRun, code and bits at once.
+template <class Sink>
+ZMCJ_BIT_INSTRUCTIONS HWY_INLINE ZmcStatus PutRunAtOnce(Sink& sink, int32_t* run) {
+  if (*run == 0) return zmcStatusOk;
+  const int n = std::bit_width(static_cast<uint32_t>(*run)) - 1;
+  if (n > 14) return zmcStatusBadHuffmanData;
+  if (ZmcStatus s = sink.Coded(static_cast<uint32_t>(n) << 4, static_cast<uint32_t>(*run) & ((1u << n) - 1), n))
+    return s;
+  *run = 0;
+  return zmcStatusOk;
+}
+
+// Bits ss to se.
+HWY_INLINE uint64_t BandMask(const Band& band) { return ~uint64_t{0} >> (63 - band.se) & ~uint64_t{0} << band.ss; }
+
+// Magnitudes without their lowest bits. -32768 stays what it is as an unsigned number.
+HWY_INLINE hn::Vec<hn::Full128<uint16_t>> Magnitudes(const int16_t* block, int row, int al) {
+  const hn::Full128<uint16_t> d;
+  return hn::ShiftRightSame(hn::BitCast(d, hn::Abs(Row(block, row))), al);
+}
+
+HWY_INLINE ZigzagBytes MagnitudeBytes(const int16_t* block, int al) {
+  const auto pair = [&](int row) HWY_ATTR {
+    return PackRows(hn::BitCast(Words(), Magnitudes(block, row, al)),
+                    hn::BitCast(Words(), Magnitudes(block, row + 1, al)));
+  };
+  return ToZigzag(pair(0), pair(2), pair(4), pair(6));
+}
+
+// Bit k: the lowest bit of the magnitude at zigzag position k.
+HWY_INLINE uint64_t LowBitMask(const int16_t* block, int al) {
+  const auto one = hn::Set(Words(), 1);
+  const auto pair = [&](int row) HWY_ATTR {
+    return PackRows(hn::And(hn::BitCast(Words(), Magnitudes(block, row, al)), one),
+                    hn::And(hn::BitCast(Words(), Magnitudes(block, row + 1, al)), one));
+  };
+  return MaskEqual(ToZigzag(pair(0), pair(2), pair(4), pair(6)), 1);
+}
+
+// The bits of `from` where `mask` has ones, moved together at the bottom.
+ZMCJ_BIT_INSTRUCTIONS HWY_INLINE uint64_t Gather(uint64_t from, uint64_t mask) {
+#if HWY_TARGET == HWY_AVX2 && HWY_ARCH_X86_64
+  return __builtin_ia32_pext_di(from, mask);
+#else
+  uint64_t gathered = 0;
+  for (int n = 0; mask != 0; mask &= mask - 1, ++n) gathered |= (from >> std::countr_zero(mask) & 1) << n;
+  return gathered;
+#endif
+}
+
+template <class Sink>
+ZMCJ_BIT_INSTRUCTIONS HWY_INLINE ZmcStatus CodeFirst(const int16_t* block, const Band& band, uint64_t mask,
+                                                     int32_t* run, Sink& sink) {
+  if (ZmcStatus s = PutRunAtOnce(sink, run)) return s;
+  int next = band.ss;
+  for (; mask != 0; mask &= mask - 1) {
+    const int k = std::countr_zero(mask);
+    int r = k - next;
+    next = k + 1;
+    for (; r > 15; r -= 16) {
+      if (ZmcStatus s = sink.Code(kZeroRun16)) return s;
+    }
+    const Coefficient c(block, k, band.al);
+    const int size = std::bit_width(c.magnitude);
+    if (size > kMaxAcCategory) return zmcStatusBadHuffmanData;
+    const uint32_t bits = (c.negative ? ~c.magnitude : c.magnitude) & ((1u << size) - 1);
+    if (ZmcStatus s = sink.Coded(static_cast<uint32_t>(r * 16 + size), bits, size)) return s;
+  }
+  if (next <= band.se) ++*run;
+  return zmcStatusOk;
+}
+
+ZMCJ_BIT_INSTRUCTIONS ZmcStatus First(const int16_t* block, const Band& band, const Destination& to,
+                                      const EncodeSpec* ac, EncodeState* state) {
+  const uint64_t mask = ~MaskEqual(MagnitudeBytes(block, band.al), 0) & BandMask(band);
+  int32_t run = state->eob_run;
+  // Most bands of most blocks are empty: nothing but the run changes.
+  if (mask == 0 && run < kLongestRun - 1) {
+    state->eob_run = run + 1;
+    return zmcStatusOk;
+  }
+  if (mask == 0 || !PackedWriter::HasRoom(to)) return EncodeFirstReference(block, band, to, ac, state);
+  PackedAcSink sink(to, state, ac);
+  const ZmcStatus status = CodeFirst(block, band, mask, &run, sink);
+  sink.Save(state);
+  state->eob_run = run;
+  return status;
+}
+
+ZMCJ_BIT_INSTRUCTIONS ZmcStatus CountFirst(const int16_t* block, const Band& band, uint32_t* counts,
+                                           EncodeState* state) {
+  const uint64_t mask = ~MaskEqual(MagnitudeBytes(block, band.al), 0) & BandMask(band);
+  int32_t run = state->eob_run;
+  if (mask == 0 && run < kLongestRun - 1) {
+    state->eob_run = run + 1;
+    return zmcStatusOk;
+  }
+  if (mask == 0) return CountFirstReference(block, band, counts, state);
+  CountedAcSink sink(counts);
+  const ZmcStatus status = CodeFirst(block, band, mask, &run, sink);
+  state->eob_run = run;
+  return status;
+}
+
+// From one new coefficient to the next; what lies between are zeros and corrections.
+template <class Sink>
+ZMCJ_BIT_INSTRUCTIONS HWY_INLINE ZmcStatus CodeRefine(const int16_t* block, const Band& band, EncodeState* state,
+                                                      Sink& sink) {
+  const ZigzagBytes magnitudes = MagnitudeBytes(block, band.al);
+  const uint64_t in_band = BandMask(band);
+  const uint64_t old_or_new = ~MaskEqual(magnitudes, 0) & in_band;
+  const uint64_t low_bits = LowBitMask(block, band.al);
+  uint64_t fresh = MaskEqual(magnitudes, 1) & in_band;
+  int32_t run = state->eob_run;
+  int pending = state->corrections;
+  const auto put_pending = [&]() ZMCJ_BIT_INSTRUCTIONS {
+    if (ZmcStatus s = PutRunAtOnce(sink, &run)) return s;
+    sink.Corrections(state->correction, pending);
+    pending = 0;
+    return zmcStatusOk;
+  };
+  const auto code = [&]() ZMCJ_BIT_INSTRUCTIONS {
+    int next = band.ss;
+    for (; fresh != 0; fresh &= fresh - 1) {
+      const int k = std::countr_zero(fresh);
+      uint64_t between = old_or_new & ~uint64_t{0} << next & ((uint64_t{1} << k) - 1);
+      if (ZmcStatus s = put_pending()) return s;
+      int r = k - next - std::popcount(between);
+      if (r > 15) [[unlikely]] {
+        // A zero run is coded before the first coefficient that has sixteen zeros before it, with the corrections on
+        // the way behind it.
+        uint64_t passed = 0;
+        r = 0;
+        for (uint64_t left = between | uint64_t{1} << k; left != 0; left &= left - 1) {
+          const int at = std::countr_zero(left);
+          r += at - next;
+          next = at + 1;
+          for (; r > 15; r -= 16) {
+            if (ZmcStatus s = sink.Code(kZeroRun16)) return s;
+            sink.Reversed(Gather(low_bits, passed), std::popcount(passed));
+            between &= ~passed;
+            passed = 0;
+          }
+          passed |= uint64_t{1} << at;
+        }
+      }
+      next = k + 1;
+      const uint32_t positive = LoadSample<int16_t>(block + kNaturalOrder[k]) >= 0;
+      if (ZmcStatus s = sink.Coded(static_cast<uint32_t>(r * 16 + 1), positive, 1)) return s;
+      sink.Reversed(Gather(low_bits, between), std::popcount(between));
+    }
+    if (next > band.se) return zmcStatusOk;
+    const uint64_t behind = old_or_new & ~uint64_t{0} << next;
+    const int n = std::popcount(behind);
+    AppendCorrections(state->correction + pending, Gather(low_bits, behind), n);
+    pending += n;
+    ++run;
+    return run >= kLongestRun || pending >= kMostCorrections ? put_pending() : zmcStatusOk;
+  };
+  const ZmcStatus status = code();
+  state->eob_run = run;
+  if (status == zmcStatusOk) state->corrections = pending;
+  return status;
+}
+
+ZMCJ_BIT_INSTRUCTIONS ZmcStatus Refine(const int16_t* block, const Band& band, const Destination& to,
+                                       const EncodeSpec* ac, EncodeState* state) {
+  if (!PackedWriter::HasRoom(to, kRoomPerRefinedBlock)) return EncodeRefineReference(block, band, to, ac, state);
+  PackedAcSink sink(to, state, ac);
+  const ZmcStatus status = CodeRefine(block, band, state, sink);
+  sink.Save(state);
+  return status;
+}
+
+ZMCJ_BIT_INSTRUCTIONS ZmcStatus CountRefine(const int16_t* block, const Band& band, uint32_t* counts,
+                                            EncodeState* state) {
+  CountedAcSink sink(counts);
+  return CodeRefine(block, band, state, sink);
+}
+
+}  // namespace
+extern constexpr AcEncodeKernels kAcEncode = {First, Refine, CountFirst, CountRefine};
+#endif
+}  // namespace zmcj::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace zmcj {
+namespace {
+
+constexpr AcEncodeKernels kReference = {EncodeFirstReference, EncodeRefineReference, CountFirstReference,
+                                        CountRefineReference};
+constinit Family<AcEncodeKernels> ac_encode("progressive AC encode", kReference, {ZMCJ_LEVELS(kAcEncode)});
+const Enrolment enrolment(ac_encode);
+
 // Codes the run that is left and its corrections; the status is theirs.
 template <class Sink>
 ZmcStatus Finish(EncodeState* state, Sink& sink) {
   int32_t run = state->eob_run;
   if (ZmcStatus s = PutRun(sink, &run)) return s;
-  return PutCorrections(sink, state->correction, state->corrections);
+  return sink.Corrections(state->correction, state->corrections);
 }
 
 // A state that no Init has made.
@@ -192,14 +505,14 @@ struct Flushed {
 };
 
 Flushed FlushEncoding(const Destination& to, const EncodeSpec* ac, EncodeState* state) {
-  WritingSink sink(to, state, ac);
+  AcWritingSink sink(to, state, ac);
   const ZmcStatus run = Finish(state, sink);
   sink.Save(state);
   return {run, PadAndReset(to, state)};
 }
 
 ZmcStatus FlushCounting(uint32_t* counts, EncodeState* state) {
-  CountingSink sink(counts);
+  AcCountingSink sink(counts);
   const ZmcStatus status = Finish(state, sink);
   ResetState(state);
   return status;
@@ -222,10 +535,7 @@ ZmcStatus zmciEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1(const int16_t* pSrc, uint8_
     return FirstFailure(flushed.run, flushed.padding);
   }
   if (ZmcStatus s = FirstFailure(NotNull(pSrc), AcBand(band))) return s;
-  WritingSink sink(to, pEncHuffState, pAcTable);
-  const ZmcStatus status = CodeFirst(pSrc, band, pEncHuffState, sink);
-  sink.Save(pEncHuffState);
-  return status;
+  return ac_encode->first(pSrc, band, to, pAcTable, pEncHuffState);
 }
 
 ZmcStatus zmciEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1(const int16_t* pSrc, uint8_t* pDst, int nDstLenBytes,
@@ -240,10 +550,7 @@ ZmcStatus zmciEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1(const int16_t* pSrc, uint8
     return FirstFailure(flushed.padding, flushed.run);
   }
   if (ZmcStatus s = FirstFailure(NotNull(pSrc), AcBand(band))) return s;
-  WritingSink sink(to, pEncHuffState, pAcTable);
-  const ZmcStatus status = CodeRefine(pSrc, band, pEncHuffState, sink);
-  sink.Save(pEncHuffState);
-  return status;
+  return ac_encode->refine(pSrc, band, to, pAcTable, pEncHuffState);
 }
 
 ZmcStatus zmciGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1(const int16_t* pSrc, uint32_t pAcStatistics[256], int Ss,
@@ -253,8 +560,7 @@ ZmcStatus zmciGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1(const int16_t* pSrc, u
   if (bFlush != 0) return FlushCounting(pAcStatistics, pEncHuffState);
   const Band band = {Ss, Se, Al};
   if (ZmcStatus s = FirstFailure(NotNull(pSrc), AcBand(band))) return s;
-  CountingSink sink(pAcStatistics);
-  return CodeFirst(pSrc, band, pEncHuffState, sink);
+  return ac_encode->count_first(pSrc, band, pAcStatistics, pEncHuffState);
 }
 
 ZmcStatus zmciGetHuffmanStatistics8x8_ACRefine_JPEG_16s_C1(const int16_t* pSrc, uint32_t pAcStatistics[256], int Ss,
@@ -264,6 +570,6 @@ ZmcStatus zmciGetHuffmanStatistics8x8_ACRefine_JPEG_16s_C1(const int16_t* pSrc, 
   if (bFlush != 0) return FlushCounting(pAcStatistics, pEncHuffState);
   const Band band = {Ss, Se, Al};
   if (ZmcStatus s = FirstFailure(NotNull(pSrc), AcBand(band))) return s;
-  CountingSink sink(pAcStatistics);
-  return CodeRefine(pSrc, band, pEncHuffState, sink);
+  return ac_encode->count_refine(pSrc, band, pAcStatistics, pEncHuffState);
 }
+#endif

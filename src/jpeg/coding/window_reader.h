@@ -58,6 +58,19 @@ class WindowReader {
     return bits;
   }
 
+  // Whether TakeSingles can be called: 16 bits, and 32 that BitReader may read behind any of them.
+  [[gnu::always_inline]] bool Ready() {
+    return held_ >= 48 || OutOfLine([](WindowReader& reader) { return reader.Reach(48); });
+  }
+  // n bits, up to 16, that BitReader takes one by one.
+  uint32_t TakeSingles(int n) {
+    const auto bits = static_cast<uint32_t>(window_ >> (64 - n));
+    Use(n);
+    // They ran out on the way: four bytes were read.
+    count_ += 32 & count_ >> 31;
+    return bits;
+  }
+
  private:
   [[gnu::noinline]] static Symbol DecodeByBytes(WindowReader& reader, const DecodeSpec* spec) {
     BitReader bits = reader.Bits();
@@ -172,7 +185,14 @@ class WindowReader {
 
   // What BitReader would be by now.
   BitReader Bits() const {
-    const uint8_t* at = next_;
+    const uint8_t* at = next_ - (held_ - count_) / 8;
+    if (!stuffed_ && at - start_ >= 4) [[likely]] {
+      uint32_t word;
+      std::memcpy(&word, at - 4, sizeof word);
+      if (std::endian::native == std::endian::little) word = __builtin_bswap32(word);
+      return BitReader(from_, static_cast<int>(at - from_.bytes), marker_, HeldBits(word, count_));
+    }
+    at = next_;
     for (int ahead = (held_ - count_) / 8; ahead > 0; --ahead) StepBack(&at);
     const uint8_t* before = at;
     uint32_t accumulator = 0;
