@@ -145,27 +145,26 @@ struct Ladder {
 };
 
 // Columns x to x + M::kLanes - 1 of several feeds.
-template <class W, bool kInverse, class M>
-ZMCJ_LIFTING_INLINE void FeedColumn(const FeedRows<typename W::Sample>& rows, int feeds, int x,
-                                    typename W::Register* state) {
+template <class W, bool kInverse, class M, int kCount>
+ZMCJ_LIFTING_INLINE void FeedColumn(const FeedRows<typename W::Sample>& rows, int x, typename W::Register* rungs) {
   using V = typename M::V;
   constexpr int kStrip = kStripColumns<typename W::Sample>;
   Ladder<W, kInverse, M, false> ladder;
 #pragma GCC unroll 4
-  for (int i = 0; i < W::kSteps; ++i) ladder.rung[i] = M::Load(state + i * kStrip + x);
-  for (int f = 0; f < feeds; ++f) {
+  for (int i = 0; i < W::kSteps; ++i) ladder.rung[i] = M::Load(rungs + i * kStrip + x);
+#pragma GCC unroll 2
+  for (int f = 0; f < kCount; ++f) {
     V a, b;
     ladder.Feed(M::Load(rows.in_b[f] + x), M::Load(rows.in_a[f] + x), a, b);
     M::Store(a, rows.out_a[f] + x);
     M::Store(b, rows.out_b[f] + x);
   }
 #pragma GCC unroll 4
-  for (int i = 0; i < W::kSteps; ++i) M::Store(ladder.rung[i], state + i * kStrip + x);
+  for (int i = 0; i < W::kSteps; ++i) M::Store(ladder.rung[i], rungs + i * kStrip + x);
 }
 
-template <class W, bool kInverse, template <class> class Machine>
-ZMCJ_LIFTING_INLINE void FeedStrip(const FeedRows<typename W::Sample>& rows, int feeds, int columns,
-                                   typename W::Register* rungs) {
+template <class W, bool kInverse, template <class> class Machine, int kCount>
+ZMCJ_LIFTING_INLINE void FeedStrip(const FeedRows<typename W::Sample>& rows, int columns, typename W::Register* rungs) {
   using Register = typename W::Register;
   using M = Machine<Register>;
   constexpr int kCacheLine = 64 / static_cast<int>(sizeof(typename W::Sample));
@@ -174,9 +173,9 @@ ZMCJ_LIFTING_INLINE void FeedStrip(const FeedRows<typename W::Sample>& rows, int
     if (x % kCacheLine == 0) {
       for (const auto* row : rows.next) __builtin_prefetch(row + x);
     }
-    FeedColumn<W, kInverse, M>(rows, feeds, x, rungs);
+    FeedColumn<W, kInverse, M, kCount>(rows, x, rungs);
   }
-  for (; x < columns; ++x) FeedColumn<W, kInverse, Single<Register>>(rows, feeds, x, rungs);
+  for (; x < columns; ++x) FeedColumn<W, kInverse, Single<Register>, kCount>(rows, x, rungs);
 }
 
 template <class W, bool kInverse, template <class> class Machine>
@@ -185,14 +184,16 @@ void Columns(const FeedRows<typename W::Sample>& rows, int feeds, int columns, S
   using M = Machine<Register>;
   Register* const rungs = static_cast<Register*>(state->rungs);
   if constexpr (kHasCalmForm<W, M>) {
-    // What the ladder holds goes back to the samples of the last four feeds.
     bool calm = true;
     for (int f = 0; f < feeds; ++f)
       calm = calm && M::AllWithin(rows.in_a[f], columns, kCalm) && M::AllWithin(rows.in_b[f], columns, kCalm);
     state->calm_feeds = calm ? state->calm_feeds + feeds : 0;
-    if (state->calm_feeds >= feeds + 4) return FeedStrip<Calm97_16s, kInverse, Machine>(rows, feeds, columns, rungs);
+    // What the ladder holds goes back to the samples of the last four feeds.
+    if (feeds == kFeeds && state->calm_feeds >= kFeeds + 4)
+      return FeedStrip<Calm97_16s, kInverse, Machine, kFeeds>(rows, columns, rungs);
   }
-  FeedStrip<W, kInverse, Machine>(rows, feeds, columns, rungs);
+  if (feeds == kFeeds) return FeedStrip<W, kInverse, Machine, kFeeds>(rows, columns, rungs);
+  FeedStrip<W, kInverse, Machine, 1>(rows, columns, rungs);
 }
 
 // A row's samples from some position on, in pairs: samples i of the type that stands there and of the other.

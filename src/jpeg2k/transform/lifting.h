@@ -89,7 +89,7 @@ struct StripState {
 
 template <class T>
 struct LiftingKernels {
-  // Vertically: `feeds` feeds of `columns` columns.
+  // Vertically: kFeeds feeds, or a single one, of `columns` columns.
   void (*forward_columns)(const FeedRows<T>& rows, int feeds, int columns, StripState* state);
   void (*inverse_columns)(const FeedRows<T>& rows, int feeds, int columns, StripState* state);
   // Horizontally: one line, out of place. `next` is the row that will be read next; it is asked for meanwhile.
