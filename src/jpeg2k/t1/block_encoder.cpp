@@ -5,8 +5,8 @@
 
 #include "core/check.h"
 #include "core/memory.h"
-#include "jpeg2k/t1/decode_passes.h"
 #include "jpeg2k/t1/mq_encoder.h"
+#include "jpeg2k/t1/pass_order.h"
 #include "jpeg2k/t1/t1.h"
 
 namespace zmcj::t1 {
@@ -93,7 +93,7 @@ bool Allocate(ZmciEncodeState_JPEG2K* state) {
   const int64_t columns = int64_t{width} * ((int64_t{height} + kStripe - 1) / kStripe);
   if (__builtin_mul_overflow(MagnitudeWords(width, height), int64_t{4}, &magnitude_bytes) ||
       __builtin_mul_overflow(columns, kDecisionsPerColumn, &decision_bytes) ||
-      __builtin_add_overflow(decision_bytes, kDecisionsOfSymbols, &decision_bytes)) {
+      __builtin_add_overflow(decision_bytes, kDecisionsOfSymbols + kDecisionsSlack, &decision_bytes)) {
     return false;
   }
   state->work = static_cast<unsigned char*>(AlignedAllocate(work_bytes));

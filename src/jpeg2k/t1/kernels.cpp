@@ -6,9 +6,9 @@
 
 #include "core/memory.h"
 #include "jpeg2k/t1/block_state.h"
-#include "jpeg2k/t1/decode_passes.h"
 #include "jpeg2k/t1/distortion.h"
 #include "jpeg2k/t1/mq_encoder.h"
+#include "jpeg2k/t1/pass_order.h"
 #include "jpeg2k/t1/raw_reader.h"
 
 #undef HWY_TARGET_INCLUDE
@@ -64,8 +64,14 @@ struct MqInput {
   HWY_INLINE void Enter(int stripe, int group) { samples.Enter(stripe, group); }
   HWY_INLINE uint32_t Zero(unsigned context, unsigned) { return Decode(context); }
   HWY_INLINE uint32_t Sign(unsigned entry, unsigned) { return Decode(entry & 127) ^ entry >> 7; }
+  HWY_INLINE uint64_t SkipRuns(uint64_t todo, uint64_t runs) {
+    const MqWord word = contexts[kRunLength];
+    if (word & 1) return todo;
+    const uint64_t leading = LeadingRuns(todo, runs);
+    return todo ^ leading ^ SkipLikelyZeros(registers, word, leading);
+  }
   HWY_INLINE unsigned Run(unsigned) {
-    if (DecodeLikelyDecision(registers, source, contexts[kRunLength]) == 0) return kStripe;
+    if (Decode(kRunLength) == 0) return kStripe;
     const unsigned high = Decode(kUniform);
     return 2 * high + Decode(kUniform);
   }

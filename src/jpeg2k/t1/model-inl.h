@@ -9,8 +9,8 @@
 #endif
 
 #include "core/memory.h"
-#include "jpeg2k/t1/decode_passes.h"
 #include "jpeg2k/t1/distortion.h"
+#include "jpeg2k/t1/pass_order.h"
 #include "jpeg2k/t1/passes-inl.h"
 
 HWY_BEFORE_NAMESPACE();
@@ -110,6 +110,14 @@ struct Recorder {
     const uint64_t negative = signs >> b & 1;
     Record(entry & 127, kRaw ? negative : negative ^ entry >> 7);
     return static_cast<uint32_t>(negative);
+  }
+  HWY_INLINE uint64_t SkipRuns(uint64_t todo, uint64_t runs) {
+    const uint64_t any = bits | bits >> 1 | bits >> 2 | bits >> 3;
+    const uint64_t skipped = LeadingRuns(todo, runs & ~any);
+    // As many as a group can have; those beyond the count are overwritten.
+    std::memset(out, 2 * kRunLength, kGroup);
+    out += std::popcount(skipped);
+    return todo ^ skipped;
   }
   HWY_INLINE unsigned Run(unsigned b) {
     const auto column = static_cast<unsigned>(bits >> b & 15);

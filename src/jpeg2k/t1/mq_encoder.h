@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 
 #include "jpeg2k/t1/mq_words.h"
 
@@ -62,7 +63,14 @@ inline __attribute__((always_inline)) uint8_t* EncodeDecisions(MqEncoder& encode
     // Runs of insignificant columns come in rows, and cost next to nothing: no state is touched in most of them.
     if (decision == 2 * kRunLength && (word & 1) == 0 && static_cast<int32_t>(a) < 0) {
       e.c += qe >> 16;
-      word = Select(same, word, ahead);
+      constexpr uint64_t kEightRuns = 0x0101010101010101 * (2 * kRunLength);
+      for (uint64_t next; end - decisions > 8 && a >= (uint64_t{qe} << 3) + 0x80000000; decisions += 8) {
+        std::memcpy(&next, decisions + 1, 8);
+        if (next != kEightRuns) break;
+        a -= qe << 3;
+        e.c += qe >> 16 << 3;
+      }
+      word = decisions + 1 < end ? contexts.word[decisions[1] >> 1] : word;
       continue;
     }
     const uint32_t less_probable = (decision ^ static_cast<uint32_t>(word)) & 1;

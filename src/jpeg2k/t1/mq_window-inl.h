@@ -172,14 +172,16 @@ HWY_INLINE uint32_t DecodeDecision(MqRegisters& r, MqSource& source, MqWord& con
   return static_cast<uint32_t>((word ^ less_probable) & 1);
 }
 
-// The same for a context whose more probable symbol is nearly certain: a branch that is nearly always foreseen.
-HWY_INLINE uint32_t DecodeLikelyDecision(MqRegisters& r, MqSource& source, MqWord& context) {
-  const Window a = r.a - (static_cast<Window>(context >> 48) << kHigh);
-  if (HWY_LIKELY(r.c < a && a >> (kWindowBits - 1) != 0)) {
+// A decision for each bit of `items` from the lowest, in one context, as long as it is the more probable symbol and
+// needs no renormalisation: nearly always where that symbol is nearly certain. Returns the bits left over.
+HWY_INLINE uint64_t SkipLikelyZeros(MqRegisters& r, MqWord word, uint64_t items) {
+  const Window qe = static_cast<Window>(word >> 48) << kHigh;
+  for (; items != 0; items &= items - 1) {
+    const Window a = r.a - qe;
+    if (r.c >= a || a >> (kWindowBits - 1) == 0) break;
     r.a = a;
-    return static_cast<uint32_t>(context & 1);
   }
-  return DecodeDecision(r, source, context);
+  return items;
 }
 
 }  // namespace

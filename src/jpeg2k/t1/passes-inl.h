@@ -4,6 +4,7 @@
 //   Enter(stripe, group)       before the group's first decision in a pass
 //   Zero(context, b)           the sample's bit of the plane
 //   Sign(entry of kSignCodingByIndex, b)    1 when negative
+//   SkipRuns(todo, runs)       todo without the runs at its start that stay insignificant, or without some of them
 //   Run(b)                     0 to 3, the first significant row of the column at b, or 4
 //   Became(b, negative)        the sample has become significant
 //   Refine(context, b)
@@ -73,6 +74,12 @@ HWY_INLINE uint64_t Neighbours(const StripeView& s, int g) {
   if (g > 0) near |= (VerticalNeighbours(s, g - 1) | s.groups[g - 1].significant) >> 60;
   if (g + 1 < s.count) near |= (VerticalNeighbours(s, g + 1) | s.groups[g + 1].significant) << 60;
   return near;
+}
+
+// The items at the start of todo that are runs.
+HWY_INLINE uint64_t LeadingRuns(uint64_t todo, uint64_t runs) {
+  const uint64_t others = todo & ~runs;
+  return todo & ~(others | (0 - others));
 }
 
 // The neighbours of bit b that follow it in scan order, within its group.
@@ -170,6 +177,10 @@ HWY_INLINE void CleanupPass(Io& io, const BlockState& state, bool causal, const 
       // One bit for each run, one for each sample outside runs.
       uint64_t todo = open & ~(runs << 1 | runs << 2 | runs << 3);
       while (todo != 0) {
+        if (runs & todo & (0 - todo)) {
+          todo = io.SkipRuns(todo, runs);
+          if (todo == 0) break;
+        }
         auto b = static_cast<unsigned>(std::countr_zero(todo));
         const uint64_t bit = todo & (0 - todo);
         todo ^= bit;

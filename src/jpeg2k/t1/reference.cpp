@@ -4,9 +4,9 @@
 
 #include "core/memory.h"
 #include "jpeg2k/t1/contexts.h"
-#include "jpeg2k/t1/decode_passes.h"
 #include "jpeg2k/t1/distortion.h"
 #include "jpeg2k/t1/mq_decoder.h"
+#include "jpeg2k/t1/pass_order.h"
 #include "jpeg2k/t1/raw_reader.h"
 #include "jpeg2k/t1/t1.h"
 

@@ -97,6 +97,7 @@ struct Recording {
 // symbol.
 constexpr int64_t kDecisionsPerColumn = 4 * kMaxPlanes + 4 + 2;
 constexpr int64_t kDecisionsOfSymbols = 4 * kMaxPlanes;
+constexpr int64_t kDecisionsSlack = 16;  // recording writes ahead of itself
 
 struct MqEncoder;
 struct MqContexts;
