@@ -16,6 +16,11 @@
 #define HWY_BROKEN_TARGETS 0
 // SSSE3 is as fast as SSE4 here, and AVX-512 waits until it can be tested.
 #define HWY_DISABLED_TARGETS (HWY_SSSE3 | HWY_AVX3 | HWY_AVX3_DL | HWY_SVE | HWY_SVE2 | HWY_SVE_256 | HWY_SVE2_128)
+// NEON is part of 64-bit Arm, so nothing is dispatched there; Highway would otherwise compile its bodies for processors
+// with cryptographic instructions, into which nothing that the compiler generates by itself can be inlined.
+#if defined(__aarch64__)
+#define TOOLCHAIN_MISS_SYS_AUXV_H
+#endif
 #endif
 
 #include <hwy/foreach_target.h>

@@ -30,7 +30,7 @@ struct Block {
   RowV row[8];
 };
 
-// The compiler keeps arrays of vectors in registers only where it unrolls the loops over them: hence the pragmas.
+// The compiler keeps arrays of vectors in registers only where it unrolls the loops over them: hence ZMCJ_UNROLL.
 
 HWY_INLINE RowV Sum(RowV a, RowV b) { return hn::SaturatedAdd(a, b); }
 HWY_INLINE RowV Difference(RowV a, RowV b) { return hn::SaturatedSub(a, b); }
@@ -95,7 +95,7 @@ struct Folded {
 
 HWY_INLINE Folded FoldWords(const int16_t* src) {
   Folded folded;
-#pragma GCC unroll 8
+  ZMCJ_UNROLL
   for (size_t i = 0; i < 4; ++i) {
     const RowV upper = hn::ShiftLeft<dct::kForwardScaleBits>(hn::LoadU(Row(), src + 8 * i));
     const RowV lower = hn::ShiftLeft<dct::kForwardScaleBits>(hn::LoadU(Row(), src + 8 * (7 - i)));
@@ -110,7 +110,7 @@ HWY_INLINE Folded FoldWords(const int16_t* src) {
 HWY_INLINE Folded FoldBytes(const uint8_t* src, int step) {
   const hn::Rebind<uint8_t, Row> d8;
   Folded folded;
-#pragma GCC unroll 8
+  ZMCJ_UNROLL
   for (size_t i = 0; i < 4; ++i) {
     const auto upper = hn::LoadU(d8, RowAt(src, static_cast<int64_t>(i), step));
     const auto lower = hn::LoadU(d8, RowAt(src, static_cast<int64_t>(7 - i), step));
@@ -154,7 +154,6 @@ HWY_INLINE Block ForwardColumns(const Folded& x) {
 // Register i of the row pass.
 HWY_INLINE RowsV ForwardRows(RowsV x, size_t i) {
   const Rows d;
-  const hn::RepartitionToWide<Rows> d32;
   const RowsV reversed = Shuffle(x, dct::kReversed);
   const RowsV sum = hn::SaturatedAdd(x, reversed), difference = hn::SaturatedSub(x, reversed);
   const dct::RowTables& tables = dct::kForwardTables;
@@ -168,7 +167,7 @@ HWY_INLINE RowsV ForwardRows(RowsV x, size_t i) {
 // Whether a reciprocal takes all 16 bits: only those of the quantisers 1 and 0 do.
 HWY_INLINE bool HasLargeReciprocals(const uint16_t* reciprocals) {
   RowsV all = hn::Zero(Rows());
-#pragma GCC unroll 8
+  ZMCJ_UNROLL
   for (size_t i = 0; i < kRegisters; ++i) all = hn::Or(all, LoadTable(reciprocals, i));
   return !hn::AllFalse(Rows(), hn::Lt(all, hn::Zero(Rows())));
 }
@@ -176,7 +175,7 @@ HWY_INLINE bool HasLargeReciprocals(const uint16_t* reciprocals) {
 template <bool kLargeReciprocals>
 HWY_INLINE void ForwardRowsQuantised(const Block& columns, int16_t* dst, const uint16_t* reciprocals) {
   const Rows d;
-#pragma GCC unroll 8
+  ZMCJ_UNROLL
   for (size_t i = 0; i < kRegisters; ++i) {
     const RowsV coefficients = ForwardRows(JoinRows(d, columns.row, i), i);
     const RowsV table = LoadTable(reciprocals, i);
@@ -241,29 +240,35 @@ HWY_INLINE Unfolded InverseColumns(const Block& y) {
     d = Difference(d, y.row[5]);
   }
   const RowV ac = Difference(a, c), bd = Sum(b, d);
-  return {{Sum(sum04, sum26), Sum(difference04, difference26), Difference(difference04, difference26),
-           Difference(sum04, sum26)},
-          {Sum(a, c), TimesLess1(Sum(ac, bd), dct::kCosHalfLess1), TimesLess1(Difference(ac, bd), dct::kCosHalfLess1),
-           Difference(b, d)}};
+  Unfolded x;
+  x.even[0] = Sum(sum04, sum26);
+  x.even[1] = Sum(difference04, difference26);
+  x.even[2] = Difference(difference04, difference26);
+  x.even[3] = Difference(sum04, sum26);
+  x.odd[0] = Sum(a, c);
+  x.odd[1] = TimesLess1(Sum(ac, bd), dct::kCosHalfLess1);
+  x.odd[2] = TimesLess1(Difference(ac, bd), dct::kCosHalfLess1);
+  x.odd[3] = Difference(b, d);
+  return x;
 }
 
 HWY_INLINE Unfolded Inverse(const int16_t* src, const uint16_t* quantisers) {
   const Rows d;
   RowsV coefficients[kRegisters];
   RowsV lower = hn::Zero(d);
-#pragma GCC unroll 8
+  ZMCJ_UNROLL
   for (size_t i = 0; i < kRegisters; ++i) {
     coefficients[i] = hn::LoadU(d, src + i * hn::MaxLanes(d));
     if (i >= kRegisters / 2) lower = hn::Or(lower, coefficients[i]);
   }
   Block rows;
-#pragma GCC unroll 8
+  ZMCJ_UNROLL
   for (size_t i = 0; i < kRegisters / 2; ++i) {
     SplitRows(d, InverseRows(hn::Mul(coefficients[i], LoadTable(quantisers, i)), i), i, rows.row);
   }
   // Common in pictures: no high vertical frequencies. Such rows come out as zeros, their rounding being too small.
   if (hn::AllTrue(d, hn::Eq(lower, hn::Zero(d)))) return InverseColumns<false>(rows);
-#pragma GCC unroll 8
+  ZMCJ_UNROLL
   for (size_t i = kRegisters / 2; i < kRegisters; ++i) {
     SplitRows(d, InverseRows(hn::Mul(coefficients[i], LoadTable(quantisers, i)), i), i, rows.row);
   }
@@ -283,12 +288,12 @@ HWY_INLINE RowsV LowerRows(const Unfolded& x, size_t i) {
 void InverseWords(const int16_t* src, int16_t* dst, const uint16_t* quantisers) {
   const Unfolded x = Inverse(src, quantisers);
   RowV upper[4], lower[4];
-#pragma GCC unroll 8
+  ZMCJ_UNROLL
   for (size_t i = 0; i < kRegisters / 2; ++i) {
     SplitRows(Rows(), Shuffle(UpperRows(x, i), dct::kUpperHalfReversed), i, upper);
     SplitRows(Rows(), Shuffle(LowerRows(x, i), dct::kUpperHalfReversed), i, lower);
   }
-#pragma GCC unroll 8
+  ZMCJ_UNROLL
   for (size_t i = 0; i < 4; ++i) {
     hn::StoreU(upper[i], Row(), dst + 8 * i);
     hn::StoreU(lower[i], Row(), dst + 8 * (7 - i));
@@ -324,13 +329,13 @@ void InverseBytes(const int16_t* src, uint8_t* dst, int step, const uint16_t* qu
   const Rows d;
   const Unfolded x = Inverse(src, quantisers);
   RowV pairs[4];  // rows i and 7-i
-#pragma GCC unroll 8
+  ZMCJ_UNROLL
   for (size_t i = 0; i < kRegisters / 2; ++i) {
     const RowsV bytes = Shuffle(SaturatedBytes(UpperRows(x, i), LowerRows(x, i)), dct::kUpperBytesReversed);
     // In signed bytes, adding 128 is changing the sign.
     SplitRows(d, hn::Xor(bytes, hn::Load(d, dct::kByteSigns.data())), i, pairs);
   }
-#pragma GCC unroll 8
+  ZMCJ_UNROLL
   for (size_t i = 0; i < 4; ++i) {
     StoreHalves(pairs[i], RowAt(dst, static_cast<int64_t>(i), step), RowAt(dst, static_cast<int64_t>(7 - i), step));
   }
