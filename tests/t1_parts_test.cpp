@@ -24,6 +24,7 @@ int BitAt(int i) { return kBits[i / 8] >> (7 - i % 8) & 1; }
 TEST(MqCoder, EncodesTheStandardsSequence) {
   std::vector<uint8_t> decisions;
   for (int i = 0; i < 256; ++i) decisions.push_back(static_cast<uint8_t>(2 * kOneContext + BitAt(i)));
+  decisions.push_back(0);
   for (const Level level : Levels()) {
     AtLevel at(level);
     MqEncoder encoder;

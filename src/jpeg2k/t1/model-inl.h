@@ -154,6 +154,7 @@ class Model {
       if (pass == Pass::kCleanup) Cleanup(plane);
       recording_.end[i] = out_ - recording_.decisions;
     });
+    *out_ = 0;
   }
 
  private:

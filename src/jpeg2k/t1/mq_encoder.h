@@ -46,41 +46,44 @@ struct MqEncoder {
   uint8_t* Terminate(Termination termination, uint8_t* out);
 };
 
-// Codes n recorded decisions; at most 3 bytes each.
+// Codes n recorded decisions; at most 3 bytes each. One more is read ahead.
 inline __attribute__((always_inline)) uint8_t* EncodeDecisions(MqEncoder& encoder, MqContexts& contexts,
                                                                const uint8_t* decisions, int64_t n, uint8_t* out) {
   MqEncoder e = encoder;
   uint32_t a = e.a << 16;  // at the top of its word, where its leading zeros count
   // The next decision's context is read before this one's is written, and taken from the register when it is the same:
   // the way through memory would be the longest part of the loop.
-  MqWord word = n > 0 ? contexts.word[*decisions >> 1] : 0;
-  for (const uint8_t* const end = decisions + n; decisions < end; ++decisions) {
-    const uint32_t decision = *decisions, following = decisions[decisions + 1 < end];
-    const MqWord ahead = contexts.word[following >> 1];
-    const uint32_t same = static_cast<uint32_t>((decision ^ following) < 2);
+  size_t context = *decisions >> 1;
+  MqWord word = contexts.word[context];
+  for (const uint8_t* const end = decisions + n; decisions < end;) {
+    const uint32_t decision = *decisions++;
+    const size_t following = *decisions >> 1;
+    const MqWord ahead = contexts.word[following];
     const uint32_t qe = static_cast<uint32_t>(word >> 32) & 0xFFFF0000;
     a -= qe;
     // Runs of insignificant columns come in rows, and cost next to nothing: no state is touched in most of them.
     if (decision == 2 * kRunLength && (word & 1) == 0 && static_cast<int32_t>(a) < 0) {
       e.c += qe >> 16;
       constexpr uint64_t kEightRuns = 0x0101010101010101 * (2 * kRunLength);
-      for (uint64_t next; end - decisions > 8 && a >= (uint64_t{qe} << 3) + 0x80000000; decisions += 8) {
-        std::memcpy(&next, decisions + 1, 8);
+      for (uint64_t next; end - decisions >= 8 && a >= (uint64_t{qe} << 3) + 0x80000000; decisions += 8) {
+        std::memcpy(&next, decisions, 8);
         if (next != kEightRuns) break;
         a -= qe << 3;
         e.c += qe >> 16 << 3;
       }
-      word = decisions + 1 < end ? contexts.word[decisions[1] >> 1] : word;
+      context = *decisions >> 1;
+      word = contexts.word[context];
       continue;
     }
     const uint32_t less_probable = (decision ^ static_cast<uint32_t>(word)) & 1;
-    // The smaller of the two parts is the less probable symbol's; the one at the interval's lower end is Qe wide.
+    const uint32_t part = SymbolsPart(less_probable, a, qe);
+    // The part at the interval's lower end is Qe wide.
     const uint32_t lower = less_probable ^ static_cast<uint32_t>(a < qe);
-    const uint32_t part = Select(lower, qe, a);
     e.c += (qe >> 16) & (lower - 1);
     const MqWord successor = Successor(word, part, less_probable);
-    contexts.word[decision >> 1] = successor;
-    word = Select(same, successor, ahead);
+    contexts.word[context] = successor;
+    word = SelectIfSame(context, following, successor, ahead);
+    context = following;
     int shift = __builtin_clz(part);
     a = part << shift;
     while (shift >= e.ct) [[unlikely]] {

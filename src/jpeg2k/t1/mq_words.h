@@ -47,17 +47,30 @@ inline __attribute__((always_inline)) MqWord Successor(MqWord word, Width part, 
 #endif
 }
 
-// `yes` where the condition, 0 or 1, holds. A conditional move for the same reason.
-template <class T>
-inline __attribute__((always_inline)) T Select(uint32_t condition, T yes, T no) {
+// Of the two parts of an interval, the larger is the more probable symbol's.
+inline __attribute__((always_inline)) uint32_t SymbolsPart(uint32_t less_probable, uint32_t a, uint32_t b) {
 #if defined(__x86_64__)
-  __asm__("test %[condition], %[condition]\n\tcmovnz %[yes], %[no]"
-          : [no] "+r"(no)
-          : [condition] "r"(condition), [yes] "r"(yes)
-          : "cc");
+  uint32_t larger = a, smaller = b;
+  __asm__(
+      "cmp %[b], %[a]\n\tcmovb %[b], %[larger]\n\tcmovb %[a], %[smaller]\n\t"
+      "test %[less], %[less]\n\tcmovnz %[smaller], %[larger]"
+      : [larger] "+&r"(larger), [smaller] "+&r"(smaller)
+      : [a] "r"(a), [b] "r"(b), [less] "r"(less_probable)
+      : "cc");
+  return larger;
+#else
+  const uint32_t take_b = 0 - (less_probable ^ static_cast<uint32_t>(a < b));
+  return a ^ ((a ^ b) & take_b);
+#endif
+}
+
+// `yes` where two contexts are the same.
+inline __attribute__((always_inline)) MqWord SelectIfSame(size_t a, size_t b, MqWord yes, MqWord no) {
+#if defined(__x86_64__)
+  __asm__("cmp %[a], %[b]\n\tcmovz %[yes], %[no]" : [no] "+r"(no) : [a] "r"(a), [b] "r"(b), [yes] "r"(yes) : "cc");
   return no;
 #else
-  return no ^ ((no ^ yes) & (T{0} - condition));
+  return no ^ ((no ^ yes) & (MqWord{0} - static_cast<MqWord>(a == b)));
 #endif
 }
 

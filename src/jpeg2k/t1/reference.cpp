@@ -230,6 +230,7 @@ class Model {
       recording_.end[i] = out_ - recording_.decisions;
       recording_.distortion[i] = distortion_.Reduction(plane);
     });
+    *out_ = 0;
   }
 
   int Code(int context, int x, int y) { return Record(context, BitOf(x, y)); }

@@ -84,6 +84,8 @@ constexpr int64_t MagnitudeWords(int width, int height) {
 }
 
 // The decisions of a block's passes, one byte each: context times two plus the decision (a raw decision has context 0).
+// A zero follows
+// the last: the encoder reads one ahead.
 struct Recording {
   uint8_t* decisions;
   int planes;
@@ -106,7 +108,8 @@ struct Kernels {
   DecodeEnd (*decode)(const DecodeJob& job);
   // Finds the planes and records every pass of the block.
   void (*model)(const ModelJob& job, Recording& recording);
-  // Codes n recorded decisions; writes at most 3 bytes for each at `out` and returns the end of what it wrote.
+  // Codes n recorded decisions, with one more behind them; writes at most 3 bytes for each at `out` and returns the end
+  // of what it wrote.
   uint8_t* (*encode)(MqEncoder& encoder, MqContexts& contexts, const uint8_t* decisions, int64_t n, uint8_t* out);
 };
 
