@@ -60,8 +60,8 @@ inline ptrdiff_t UnitsBeforeStreaming(const uint8_t* to, int unit_bytes) {
 // Part by part: all registers' lower parts, then all their upper ones.
 template <Stores kStores, size_t kCount>
 HWY_INLINE void StoreParts(const V8 (&v)[kCount], uint8_t* p) {
-  const D8 d;
 #if HWY_TARGET == HWY_AVX2
+  const D8 d;
   constexpr size_t kWhole = kCount / 2;
   ZMCJ_UNROLL for (size_t i = 0; i < kWhole; ++i)
       Store<kStores>(hn::ConcatLowerLower(d, v[2 * i + 1], v[2 * i]), p + 32 * i);

@@ -13,9 +13,9 @@ namespace zmcj {
 // of third-level cache: no difference up to 4 MiB, up to 7 % faster at 8 MiB, 10 to 30 % at 16 MiB and above, where
 // plain stores fetch from memory what they are about to overwrite. Processors with slower memory gain more and earlier.
 // A short row would lose what it gains at its two incomplete ends.
-constexpr bool WorthStreaming(int64_t row_bytes, int64_t rows) {
-  constexpr int64_t kMinRowBytes = 512, kMinBytes = int64_t{4} << 20;
+constexpr bool WorthStreaming([[maybe_unused]] int64_t row_bytes, [[maybe_unused]] int64_t rows) {
 #if defined(__SSE2__)
+  constexpr int64_t kMinRowBytes = 512, kMinBytes = int64_t{4} << 20;
   return row_bytes >= kMinRowBytes && row_bytes * rows >= kMinBytes;
 #else
   return false;

@@ -35,12 +35,6 @@ struct Colours {
 // all three: Y = G + weighted differences. All weights are taken to 16 bits of fraction, where the result is the high
 // half of a 32-bit lane, and they fit signed 16 bits, since G - B takes Cb's 1/2 as -32768.
 
-// The pixels of one register of 32-bit lanes.
-struct Differences {
-  V16 pairs;  // G - R in the even lanes, G - B in the odd ones
-  V32 green;  // G * 65536 + 32768: luminance starts from here
-};
-
 struct DirectWeights {
   int16_t y[2], cb[2], cr[2];
   int32_t chroma_bias;
@@ -62,15 +56,17 @@ HWY_INLINE V8 InPixelOrder(V16 first, V16 second) {
   return hn::TableLookupBytes(PackBytes(first, second), hn::LoadDup128(D8(), kOrder));
 }
 
-HWY_INLINE Colours Forward(const Differences (&d)[4], const DirectWeights& weights) {
+// `pairs` has G - R in the even lanes and G - B in the odd ones; `green` is G * 65536 + 32768, which luminance starts
+// from.
+HWY_INLINE Colours Forward(const V16 (&pairs)[4], const V32 (&green)[4], const DirectWeights& weights) {
   const V16 wy = PairWeights(weights.y), wcb = PairWeights(weights.cb), wcr = PairWeights(weights.cr);
   const V32 bias = hn::Set(D32(), weights.chroma_bias);
   V16 y[2], cb[2], cr[2];
   ZMCJ_UNROLL for (int i = 0; i < 2; ++i) {
-    const Differences &a = d[2 * i], &b = d[2 * i + 1];
-    y[i] = HighHalves(hn::Add(WeightPairs(a.pairs, wy), a.green), hn::Add(WeightPairs(b.pairs, wy), b.green));
-    cb[i] = HighHalves(hn::Add(WeightPairs(a.pairs, wcb), bias), hn::Add(WeightPairs(b.pairs, wcb), bias));
-    cr[i] = HighHalves(hn::Add(WeightPairs(a.pairs, wcr), bias), hn::Add(WeightPairs(b.pairs, wcr), bias));
+    const V16 a = pairs[2 * i], b = pairs[2 * i + 1];
+    y[i] = HighHalves(hn::Add(WeightPairs(a, wy), green[2 * i]), hn::Add(WeightPairs(b, wy), green[2 * i + 1]));
+    cb[i] = HighHalves(hn::Add(WeightPairs(a, wcb), bias), hn::Add(WeightPairs(b, wcb), bias));
+    cr[i] = HighHalves(hn::Add(WeightPairs(a, wcr), bias), hn::Add(WeightPairs(b, wcr), bias));
   }
   return {{InPixelOrder(y[0], y[1]), InPixelOrder(cb[0], cb[1]), InPixelOrder(cr[0], cr[1])}};
 }
@@ -105,14 +101,15 @@ template <bool kBlueFirst>
 HWY_INLINE Colours ForwardDirect(const uint8_t* p) {
   static constexpr PairTable kOuter = kBlueFirst ? MakePairTable(2, 0) : MakePairTable(0, 2);
   static constexpr PairTable kGreen = MakePairTable(1, 1);
-  Differences d[4];
+  V16 pairs[4];
+  V32 green[4];
   ZMCJ_UNROLL for (int i = 0; i < 4; ++i) {
     const V8 quad = LoadQuad(p, i);
-    const V16 green = Pick(quad, kGreen, i);
-    d[i].pairs = hn::Sub(green, Pick(quad, kOuter, i));
-    d[i].green = hn::BitCast(D32(), hn::OddEven(green, hn::Set(D16(), -32768)));
+    const V16 g = Pick(quad, kGreen, i);
+    pairs[i] = hn::Sub(g, Pick(quad, kOuter, i));
+    green[i] = hn::BitCast(D32(), hn::OddEven(g, hn::Set(D16(), -32768)));
   }
-  return Forward(d, kDirect);
+  return Forward(pairs, green, kDirect);
 }
 
 // LumaInteger at 16 bits of fraction: twice the weights, G's in equal parts beside R and beside B.
@@ -136,19 +133,22 @@ template <Layout kLayout>
 HWY_INLINE Colours ForwardPacked(const uint8_t* p) {
   constexpr bool kSix = HasSixGreenBits(kLayout);
   const V16 high_five = hn::Set(D16(), 0xF8), middle_bits = hn::Set(D16(), kSix ? 0xFC : 0xF8);
-  Differences d[4];
+  const V16 half = hn::Set(D16(), -32768);
+  V16 pairs[4];
+  V32 green[4];
   ZMCJ_UNROLL for (int i = 0; i < 2; ++i) {
     const V16 v = hn::BitCast(D16(), LoadParts(p + 16 * i, 32));
     const V16 low = hn::And(hn::ShiftLeft<3>(v), high_five);
-    const V16 green = hn::And(hn::ShiftRight < kSix ? 3 : 2 > (v), middle_bits);
+    const V16 g = hn::And(hn::ShiftRight < kSix ? 3 : 2 > (v), middle_bits);
     const V16 high = hn::And(hn::ShiftRight < kSix ? 8 : 7 > (v), high_five);
-    const V16 red = hn::Sub(green, IsBlueFirst(kLayout) ? high : low);
-    const V16 blue = hn::Sub(green, IsBlueFirst(kLayout) ? low : high);
-    const V16 half = hn::Set(D16(), -32768);
-    d[2 * i] = {hn::InterleaveLower(D16(), red, blue), hn::BitCast(D32(), hn::InterleaveLower(D16(), half, green))};
-    d[2 * i + 1] = {hn::InterleaveUpper(D16(), red, blue), hn::BitCast(D32(), hn::InterleaveUpper(D16(), half, green))};
+    const V16 red = hn::Sub(g, IsBlueFirst(kLayout) ? high : low);
+    const V16 blue = hn::Sub(g, IsBlueFirst(kLayout) ? low : high);
+    pairs[2 * i] = hn::InterleaveLower(D16(), red, blue);
+    pairs[2 * i + 1] = hn::InterleaveUpper(D16(), red, blue);
+    green[2 * i] = hn::BitCast(D32(), hn::InterleaveLower(D16(), half, g));
+    green[2 * i + 1] = hn::BitCast(D32(), hn::InterleaveUpper(D16(), half, g));
   }
-  return Forward(d, kTail);
+  return Forward(pairs, green, kTail);
 }
 
 // ---- Planes and CMYK in -------------------------------------------------------------------------------------------
@@ -326,51 +326,60 @@ HWY_INLINE void StorePacked(V8 low, V8 middle, V8 high, uint8_t* to) {
 
 // ---- Rows -----------------------------------------------------------------------------------------------------------
 
-// kPixels pixels from column x.
+template <Layout kLayout>
+HWY_INLINE Colours LoadColours(const SourceRow& row, ptrdiff_t x, V8& k) {
+  if constexpr (kLayout == Layout::kCmyk) return LoadInterleaved4(row[0] + 4 * x, k);
+  if constexpr (kLayout == Layout::kPlanes4) k = hn::LoadU(D8(), row[3] + x);
+  return LoadPlanes(row, x);
+}
+
+// kPixels pixels from column x. A fourth component goes to `k`.
+template <Variant kVariant>
+HWY_INLINE Colours ConvertColours(const SourceRow& source, ptrdiff_t x, V8& k) {
+  constexpr Layout kFrom = kVariant.source;
+  if constexpr (kVariant.arithmetic == Arithmetic::kForwardDirect) {
+    return ForwardDirect<IsBlueFirst(kFrom)>(source[0] + 3 * x);
+  } else if constexpr (kVariant.arithmetic == Arithmetic::kForwardTail) {
+    return ForwardPacked<kFrom>(source[0] + 2 * x);
+  } else if constexpr (kVariant.arithmetic == Arithmetic::kForwardFromLuma) {
+    const Colours rgb = LoadColours<kFrom>(source, x, k);
+    return ForwardFromLuma(HasK(kFrom) ? Invert(rgb) : rgb);
+  } else {
+    const Colours rgb = Inverse(LoadColours<kFrom>(source, x, k),
+                                kVariant.arithmetic == Arithmetic::kInverseAdded ? kAdded : kSubtracted);
+    return HasK(kFrom) ? Invert(rgb) : rgb;
+  }
+}
+
 template <Variant kVariant, Stores kStores>
 HWY_INLINE void ConvertBlock(const SourceRow& source, const DestinationRow& destination, ptrdiff_t x) {
   constexpr Layout kFrom = kVariant.source, kTo = kVariant.destination;
-  const uint8_t* from = source[0] + x * PixelBytes(kFrom);
   uint8_t* to = destination[0] + x * PixelBytes(kTo);
-  V8 k = hn::Zero(D8());
-  if constexpr (kFrom == Layout::kPlanes4) k = hn::LoadU(D8(), source[3] + x);
-
-  Colours p;
   if constexpr (kVariant.arithmetic == Arithmetic::kLumaInteger) {
-    Store<kStores>(LumaInteger<IsBlueFirst(kFrom)>(from), to);
-    return;
+    Store<kStores>(LumaInteger<IsBlueFirst(kFrom)>(source[0] + 3 * x), to);
   } else if constexpr (kVariant.arithmetic == Arithmetic::kLumaFloat) {
     Store<kStores>(LumaFloat(LoadPlanes(source, x)), to);
-    return;
-  } else if constexpr (kVariant.arithmetic == Arithmetic::kForwardDirect) {
-    p = ForwardDirect<IsBlueFirst(kFrom)>(from);
-  } else if constexpr (kVariant.arithmetic == Arithmetic::kForwardTail) {
-    p = ForwardPacked<kFrom>(from);
   } else {
-    if constexpr (kFrom == Layout::kCmyk) {
-      p = LoadInterleaved4(from, k);
+    V8 k = hn::Zero(D8());
+    const Colours p = ConvertColours<kVariant>(source, x, k);
+    const V8 first = p.c[IsBlueFirst(kTo) ? 2 : 0], third = p.c[IsBlueFirst(kTo) ? 0 : 2];
+    if constexpr (IsPacked(kTo)) {
+      StorePacked<kStores, HasSixGreenBits(kTo)>(first, p.c[1], third, to);
+    } else if constexpr (kTo == Layout::kCmyk) {
+      StoreInterleaved4<kStores>(p, k, to);
+    } else if constexpr (PixelBytes(kTo) == 3) {
+      StoreInterleaved3<kStores>(first, p.c[1], third, to);
     } else {
-      p = LoadPlanes(source, x);
-    }
-    if constexpr (kVariant.arithmetic == Arithmetic::kForwardFromLuma) {
-      p = ForwardFromLuma(HasK(kFrom) ? Invert(p) : p);
-    } else {
-      p = Inverse(p, kVariant.arithmetic == Arithmetic::kInverseAdded ? kAdded : kSubtracted);
-      if (HasK(kTo)) p = Invert(p);
+      StorePlanes<kStores>(p, destination, x);
+      if constexpr (kTo == Layout::kPlanes4) Store<kStores>(k, destination[3] + x);
     }
   }
+}
 
-  const V8 first = p.c[IsBlueFirst(kTo) ? 2 : 0], third = p.c[IsBlueFirst(kTo) ? 0 : 2];
-  if constexpr (IsPacked(kTo)) {
-    StorePacked<kStores, HasSixGreenBits(kTo)>(first, p.c[1], third, to);
-  } else if constexpr (kTo == Layout::kCmyk) {
-    StoreInterleaved4<kStores>(p, k, to);
-  } else if constexpr (PixelBytes(kTo) == 3) {
-    StoreInterleaved3<kStores>(first, p.c[1], third, to);
-  } else {
-    StorePlanes<kStores>(p, destination, x);
-    if constexpr (kTo == Layout::kPlanes4) Store<kStores>(k, destination[3] + x);
-  }
+// For a row's first and last blocks: out of line, as they would be most of the code.
+template <Variant kVariant>
+HWY_NOINLINE void ConvertEdgeBlock(const SourceRow& source, const DestinationRow& destination, ptrdiff_t x) {
+  ConvertBlock<kVariant, Stores::kPlain>(source, destination, x);
 }
 
 // The column from which all planes can be streamed to; -1: none, the planes' addresses differ.
@@ -396,11 +405,11 @@ void ConvertRowVector(const SourceRow& source_row, const DestinationRow& destina
   if (kStores == Stores::kStreaming) {
     x = FirstStreamingColumn<kVariant.destination>(destination);
     if (x < 0) return ConvertRowVector<kVariant, Stores::kPlain>(source_row, destination_row, width);
-    if (x > 0) ConvertBlock<kVariant, Stores::kPlain>(source, destination, 0);
+    if (x > 0) ConvertEdgeBlock<kVariant>(source_row, destination_row, 0);
   }
   for (; x <= grouped - kPixels; x += kPixels) ConvertBlock<kVariant, kStores>(source, destination, x);
   // The last block, like the first, may take some columns for the second time, to the same effect.
-  if (x < grouped) ConvertBlock<kVariant, Stores::kPlain>(source, destination, grouped - kPixels);
+  if (x < grouped) ConvertEdgeBlock<kVariant>(source_row, destination_row, grouped - kPixels);
   ConvertTailColumns<kVariant>(source, destination, grouped, width);
 }
 
