@@ -55,6 +55,7 @@ void AddJpegEncodeOptions(CLI::App& command, JpegEncodeOptions& options) {
   AddChoice<Subsampling>(command, "--subsample", encode.subsampling,
                          {{"mcu", Subsampling::kMcu}, {"box", Subsampling::kBox}},
                          "JPEG: chroma with the colour conversion (mcu), or after it on whole planes (box)");
+  command.add_flag("--ycck", encode.ycck, "JPEG: four components, for print, with an Adobe segment");
   command.add_option("--restart", encode.restart_interval, "JPEG: a restart marker after every so many MCUs")
       ->check(CLI::Range(0, 65535));
   AddCodingOptions(command, encode.optimize, encode.progressive, options.scans);
@@ -63,6 +64,7 @@ void AddJpegEncodeOptions(CLI::App& command, JpegEncodeOptions& options) {
 void EncodeJpeg(PictureReader& picture, const std::string& out, const JpegEncodeOptions& options) {
   jpeg::EncodeOptions encode = options.encode;
   encode.script = ReadScript(options.scans);
+  if (encode.ycck && encode.sampling == jpeg::Sampling::kGrey) throw Misuse("--ycck: there is no grey form of it");
   OutputFile file(out);
   FileSink sink(file);
   jpeg::EncodePicture(picture, encode, sink);

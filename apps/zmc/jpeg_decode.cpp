@@ -31,6 +31,7 @@ std::string DecodePicture(const JpegFile& file, Upsampling upsampling, PictureWr
       ReportLost(damage, i, lost, ShapeOf(frame, file.scans[i].scan).Mcus());
     }
   }
+  planes.TouchAll();
   WritePixels(file, planes, upsampling, writer);
   return damage;
 }

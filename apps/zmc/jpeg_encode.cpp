@@ -12,7 +12,7 @@ namespace {
 
 constexpr int kMaxSide = 65500;  // leaves decoders room to round up to whole MCUs in 16 bits
 
-Frame FrameFor(const PictureFormat& format, Sampling sampling) {
+Frame FrameFor(const PictureFormat& format, Sampling sampling, bool ycck) {
   if (format.width > kMaxSide || format.height > kMaxSide) {
     throw Failure("a picture of " + std::to_string(format.width) + " x " + std::to_string(format.height) +
                   " is too large for JPEG");
@@ -20,10 +20,17 @@ Frame FrameFor(const PictureFormat& format, Sampling sampling) {
   Frame frame;
   frame.width = static_cast<int>(format.width);
   frame.height = static_cast<int>(format.height);
-  const bool grey = format.channels < 3 || sampling == Sampling::kGrey;
-  for (int i = 0; i < (grey ? 1 : 3); ++i) frame.components.push_back({.id = i + 1, .quant = i == 0 ? 0 : 1});
-  if (!grey && sampling != Sampling::k444) frame.components[0].h = 2;
-  if (!grey && sampling == Sampling::k420) frame.components[0].v = 2;
+  const bool grey = !ycck && (format.channels < 3 || sampling == Sampling::kGrey);
+  const int count = grey ? 1 : ycck ? 4 : 3;
+  for (int i = 0; i < count; ++i) {
+    // Chroma is what comes at less than full resolution: neither luminance nor black.
+    const bool chroma = i == 1 || i == 2;
+    const bool fine = !grey && !chroma;
+    frame.components.push_back({.id = i + 1,
+                                .h = fine && sampling != Sampling::k444 ? 2 : 1,
+                                .v = fine && sampling == Sampling::k420 ? 2 : 1,
+                                .quant = chroma ? 1 : 0});
+  }
   frame.Layout();
   return frame;
 }
@@ -100,7 +107,8 @@ class TableWriter {
 
 void WriteHeader(const FilePlan& plan, SegmentWriter& writer) {
   writer.Marker(kSoi);
-  if (plan.jfif) writer.Jfif();
+  if (plan.heading == FilePlan::Heading::kJfif) writer.Jfif();
+  if (plan.heading == FilePlan::Heading::kAdobeYcck) writer.AdobeYcck();
   for (const Segment& extra : plan.extras) writer.Segment(extra.marker, extra.payload);
   for (size_t i = 0; i < plan.quant.size(); ++i) writer.Quant(static_cast<int>(i), plan.quant[i]);
   writer.FrameHeader(plan.frame);
@@ -164,12 +172,13 @@ void PlanScans(FilePlan& plan, Colour colour, bool progressive, const std::strin
 
 void EncodePicture(PictureReader& reader, const EncodeOptions& options, ByteSink& sink) {
   FilePlan plan;
-  plan.frame = FrameFor(reader.format(), options.sampling);
+  const Colour colour = options.ycck ? Colour::kYcck : Colour::kYCbCr;
+  plan.frame = FrameFor(reader.format(), options.sampling, options.ycck);
   const int tables = plan.frame.components.size() == 1 ? 1 : 2;
   for (int i = 0; i < tables; ++i) plan.quant.push_back(ScaledQuant(i, options.quality));
-  plan.jfif = true;
+  plan.heading = options.ycck ? FilePlan::Heading::kAdobeYcck : FilePlan::Heading::kJfif;
   plan.restart_interval = options.restart_interval;
-  PlanScans(plan, Colour::kYCbCr, options.progressive, options.script);
+  PlanScans(plan, colour, options.progressive, options.script);
   plan.optimize = options.optimize || plan.frame.Progressive();
   if (!plan.optimize && plan.scans.size() == 1) return EncodeStreaming(reader, plan, options.subsampling, sink);
   WriteFile(plan, TransformToCoefficients(reader, plan, options.subsampling), sink);

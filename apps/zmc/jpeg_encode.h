@@ -16,6 +16,7 @@ struct EncodeOptions {
   int quality = 75;                    // 1 to 100
   Sampling sampling = Sampling::k420;  // of a colour picture; a grey one is always coded grey
   Subsampling subsampling = Subsampling::kMcu;
+  bool ycck = false;         // four components for print, instead of YCbCr
   int restart_interval = 0;  // in MCUs; 0 is none
   bool optimize = false;     // Huffman tables made for the picture
   bool progressive = false;  // which implies tables made for the picture
@@ -30,7 +31,7 @@ struct FilePlan {
   std::vector<QuantTable> quant;  // by number
   std::vector<Scan> scans;
   std::vector<Segment> extras;
-  bool jfif = false;  // whether to begin with a JFIF segment of our own
+  enum class Heading { kNone, kJfif, kAdobeYcck } heading = Heading::kNone;  // a first segment of our own
   int restart_interval = 0;
   bool optimize = false;
 };

@@ -1,5 +1,7 @@
 #include "jpeg_forward.h"
 
+#include <algorithm>
+
 #include "jpeg_pieces.h"
 #include "zmcj.h"
 
@@ -36,6 +38,16 @@ class McuMaker : public BlockMaker {
   const uint8_t* strip_ = nullptr;
 };
 
+// Light to inks with all that is common to them as black, inverted: 255 is no ink.
+void RgbToInvertedInks(const uint8_t* rgb, size_t pixels, int channels, uint8_t* inks) {
+  for (size_t i = 0; i < pixels; ++i, rgb += channels, inks += 4) {
+    const uint8_t light[3] = {rgb[0], rgb[channels > 1 ? 1 : 0], rgb[channels > 1 ? 2 : 0]};
+    const int black = std::max({light[0], light[1], light[2]});
+    for (int j = 0; j < 3; ++j) inks[j] = static_cast<uint8_t>(black == 0 ? 255 : (light[j] * 255 + black / 2) / black);
+    inks[3] = static_cast<uint8_t>(black);
+  }
+}
+
 // By way of planes, which hold one strip of each component.
 class PlaneMaker : public BlockMaker {
  public:
@@ -50,25 +62,15 @@ class PlaneMaker : public BlockMaker {
       full_.emplace_back(samples);
       sampled_.emplace_back(samples);
     }
+    if (full_.size() == 4) inks_.resize(samples * 4);
   }
 
   void StartStrip(const uint8_t* strip) override {
     for (size_t i = 0; i < full_.size(); ++i) planes_[i] = {full_[i].data(), size_.width};
-    if (full_.size() == 1 && channels_ == 1) {
-      planes_[0] = {strip, strip_step_};
-    } else if (full_.size() == 1) {
-      InPieces(size_, [&](int x, int y, ZmciSize piece) {
-        const ptrdiff_t at = static_cast<ptrdiff_t>(y) * size_.width + x;
-        zmciRGBToY_JPEG_8u_C3C1R(strip + at * 3, strip_step_, full_[0].data() + at, size_.width, piece);
-      });
-    } else {
-      InPieces(size_, [&](int x, int y, ZmciSize piece) {
-        const ptrdiff_t at = static_cast<ptrdiff_t>(y) * size_.width + x;
-        uint8_t* const planes[3] = {full_[0].data() + at, full_[1].data() + at, full_[2].data() + at};
-        zmciRGBToYCbCr_JPEG_8u_C3P3R(strip + at * 3, strip_step_, planes, size_.width, piece);
-      });
-      for (size_t i = 1; i < full_.size(); ++i) SampleDown(i);
-    }
+    if (full_.size() == 1 && channels_ == 1) planes_[0] = {strip, strip_step_};
+    if (full_.size() == 4) RgbToInvertedInks(strip, full_[0].size(), channels_, inks_.data());
+    InPieces(size_, [&](int x, int y, ZmciSize piece) { Convert(strip, x, y, piece); });
+    for (size_t i = 1; i < full_.size(); ++i) SampleDown(i);
   }
 
   void Make(int mcu_x, Block* blocks) override {
@@ -90,8 +92,22 @@ class PlaneMaker : public BlockMaker {
     int step;
   };
 
+  // A piece of the strip to planes of full resolution.
+  void Convert(const uint8_t* strip, int x, int y, ZmciSize piece) {
+    const ptrdiff_t at = static_cast<ptrdiff_t>(y) * size_.width + x;
+    std::array<uint8_t*, 4> planes{};
+    for (size_t i = 0; i < full_.size(); ++i) planes[i] = full_[i].data() + at;
+    if (full_.size() == 4) {
+      zmciCMYKToYCCK_JPEG_8u_C4P4R(inks_.data() + at * 4, size_.width * 4, planes.data(), size_.width, piece);
+    } else if (full_.size() == 3) {
+      zmciRGBToYCbCr_JPEG_8u_C3P3R(strip + at * 3, strip_step_, planes.data(), size_.width, piece);
+    } else if (channels_ == 3) {
+      zmciRGBToY_JPEG_8u_C3C1R(strip + at * 3, strip_step_, planes[0], size_.width, piece);
+    }
+  }
+
   void SampleDown(size_t i) {
-    if (frame_.h_max == 1) return;
+    if (frame_.components[i].h == frame_.h_max) return;
     const int half = size_.width / 2;
     for (int y = 0; y < size_.height; y += frame_.v_max) {
       const uint8_t* src = full_[i].data() + static_cast<ptrdiff_t>(y) * size_.width;
@@ -110,7 +126,8 @@ class PlaneMaker : public BlockMaker {
   const ZmciSize size_;  // of a strip
   std::vector<WorkingTable> tables_;
   std::vector<std::vector<uint8_t>> full_, sampled_;
-  std::array<Plane, 3> planes_{};
+  std::vector<uint8_t> inks_;
+  std::array<Plane, 4> planes_{};
 };
 
 }  // namespace

@@ -23,7 +23,8 @@ enum class Subsampling {
   kBox,  // after it, on whole planes
 };
 
-// For a frame of one component, or of three in YCbCr with the sampling factors of 4:4:4, 4:2:2 or 4:2:0.
+// For a frame of one component, of three in YCbCr, or of four in YCCK (from strips of RGB, always by way of planes; the
+// inks are inverted, as Adobe's files have them), with the sampling factors of 4:4:4, 4:2:2 or 4:2:0.
 std::unique_ptr<BlockMaker> MakeBlockMaker(const Frame& frame, const PictureStrips& strips, Subsampling subsampling,
                                            const std::vector<QuantTable>& tables);
 

@@ -44,7 +44,7 @@ class PixelMaker {
  public:
   PixelMaker(const JpegFile& file, const Planes& planes, Upsampling upsampling)
       : frame_(file.frame), colour_(file.ColourModel()), inverted_(file.adobe_transform >= 0), planes_(planes) {
-    const size_t band = static_cast<size_t>(planes.step) * kBandRows;
+    const size_t band = static_cast<size_t>(planes.step()) * kBandRows;
     for (const Component& c : frame_.components) {
       roads_.push_back(RoadOf(frame_, c, upsampling));
       bands_.emplace_back(roads_.back() == Road::kAsItIs ? 0 : band);
@@ -61,7 +61,7 @@ class PixelMaker {
       const size_t row_bytes = static_cast<size_t>(frame_.width) * 3;
       if (colour_ != Colour::kGrey) Convert({frame_.width, rows});
       for (int y = 0; y < rows; ++y) {
-        const uint8_t* grey = full_[0] + static_cast<ptrdiff_t>(y) * planes_.step;
+        const uint8_t* grey = full_[0] + static_cast<ptrdiff_t>(y) * planes_.step();
         writer.WriteRow(colour_ == Colour::kGrey ? grey : pixels_.data() + static_cast<size_t>(y) * row_bytes);
       }
     }
@@ -73,7 +73,7 @@ class PixelMaker {
     const Component& c = frame_.components[index];
     if (roads_[index] == Road::kAsItIs) return planes_.Row(index, top);
     for (int y = 0; y < rows; ++y) {
-      uint8_t* dst = bands_[index].data() + static_cast<ptrdiff_t>(y) * planes_.step;
+      uint8_t* dst = bands_[index].data() + static_cast<ptrdiff_t>(y) * planes_.step();
       UpsampleRow(index, c, top + y, dst);
     }
     return bands_[index].data();
@@ -104,14 +104,14 @@ class PixelMaker {
         InPieces(size, [&](int x, int y, ZmciSize piece) {
           const auto planes = Shifted(x, y);
           uint8_t* dst = pixels_.data() + static_cast<ptrdiff_t>(y) * rgb_step + x * 3;
-          zmciYCbCrToRGB_JPEG_8u_P3C3R(planes.data(), planes_.step, dst, rgb_step, piece);
+          zmciYCbCrToRGB_JPEG_8u_P3C3R(planes.data(), planes_.step(), dst, rgb_step, piece);
         });
         break;
       case Colour::kYcck:
         InPieces(size, [&](int x, int y, ZmciSize piece) {
           const auto planes = Shifted(x, y);
           uint8_t* dst = inks_.data() + static_cast<ptrdiff_t>(y) * ink_step + x * 4;
-          zmciYCCKToCMYK_JPEG_8u_P4C4R(planes.data(), planes_.step, dst, ink_step, piece);
+          zmciYCCKToCMYK_JPEG_8u_P4C4R(planes.data(), planes_.step(), dst, ink_step, piece);
         });
         InkToRgb(inks_.data(), inverted_, count, pixels_.data());
         break;
@@ -127,14 +127,14 @@ class PixelMaker {
   // The planes at full resolution from a place on.
   std::array<const uint8_t*, 4> Shifted(int x, int y) const {
     std::array<const uint8_t*, 4> planes = full_;
-    for (size_t i = 0; i < roads_.size(); ++i) planes[i] += static_cast<ptrdiff_t>(y) * planes_.step + x;
+    for (size_t i = 0; i < roads_.size(); ++i) planes[i] += static_cast<ptrdiff_t>(y) * planes_.step() + x;
     return planes;
   }
 
   void Interleave(ZmciSize size, size_t channels, uint8_t* dst) {
     for (int y = 0; y < size.height; ++y) {
       for (int x = 0; x < size.width; ++x) {
-        const ptrdiff_t at = static_cast<ptrdiff_t>(y) * planes_.step + x;
+        const ptrdiff_t at = static_cast<ptrdiff_t>(y) * planes_.step() + x;
         for (size_t i = 0; i < channels; ++i) *dst++ = full_[i][at];
       }
     }

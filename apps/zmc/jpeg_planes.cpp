@@ -1,6 +1,6 @@
 #include "jpeg_planes.h"
 
-#include "failure.h"
+#include <algorithm>
 
 namespace zmc::jpeg {
 namespace {
@@ -11,16 +11,22 @@ constexpr uint8_t kMidGrey = 128;
 bool Visible(const Component& c, int x, int y) { return x < c.blocks_wide && y < c.blocks_high; }
 
 void Transform(const Block& block, const WorkingTable& table, Planes& planes, size_t component, int x, int y) {
-  uint8_t* samples = planes.Row(component, int64_t{y} * 8) + x * 8;
-  zmciDCTQuantInv8x8LS_JPEG_16s8u_C1R(block.data(), samples, planes.step, table.data());
+  zmciDCTQuantInv8x8LS_JPEG_16s8u_C1R(block.data(), planes.Touch(component, x, y), planes.step(), table.data());
 }
 
 }  // namespace
 
-Planes::Planes(const Frame& frame) : step(frame.mcus_wide * frame.h_max * 8) {
+Planes::Planes(const Frame& frame) : step_(frame.mcus_wide * frame.h_max * 8) {
   for (const Component& c : frame.components) {
-    samples.emplace_back(static_cast<size_t>(step) * static_cast<size_t>(c.blocks_high) * 8, kMidGrey);
+    const size_t samples = static_cast<size_t>(step_) * static_cast<size_t>(c.blocks_high) * 8;
+    planes_.push_back({std::make_unique_for_overwrite<uint8_t[]>(samples), c.blocks_high});
   }
+}
+
+void Planes::Fill(Plane& plane, int rows) const {
+  const int64_t row_of_blocks = int64_t{8} * step_;
+  std::fill(plane.samples.get() + plane.touched * row_of_blocks, plane.samples.get() + rows * row_of_blocks, kMidGrey);
+  plane.touched = rows;
 }
 
 std::vector<WorkingTable> InverseTables(const JpegFile& file) {

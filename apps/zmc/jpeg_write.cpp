@@ -42,6 +42,11 @@ void SegmentWriter::Jfif() {
   Segment(kApp0, kPayload);
 }
 
+void SegmentWriter::AdobeYcck() {
+  static constexpr uint8_t kPayload[] = {'A', 'd', 'o', 'b', 'e', 0, 100, 0, 0, 0, 0, 2};
+  Segment(kApp14, kPayload);
+}
+
 void SegmentWriter::Quant(int number, const QuantTable& table) {
   const bool wide = std::ranges::any_of(table.values, [](uint16_t value) { return value > 255; });
   Payload payload;

@@ -22,6 +22,8 @@ class SegmentWriter {
   void Segment(uint8_t marker, Bytes payload);
   // JFIF 1.01, with a pixel as high as it is wide and no thumbnail.
   void Jfif();
+  // What tells YCCK from CMYK, and that inks are stored inverted.
+  void AdobeYcck();
   void Quant(int number, const QuantTable& table);
   void Huffman(TableClass table_class, int number, const HuffmanTable& table);
   void RestartInterval(int mcus);

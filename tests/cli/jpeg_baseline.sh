@@ -36,6 +36,18 @@ expect 0 "$zmc" encode odd.ppm grey.jpg -q 95 --sampling grey
 expect 0 "$zmc" decode grey.jpg grey.pgm
 [ "$(head -c 2 grey.pgm)" = P5 ] || fail "not grey"
 
+for sampling in 444 420; do
+  expect 0 "$zmc" encode odd.ppm print.jpg -q 95 --ycck --sampling $sampling
+  expect 0 "$zmc" decode print.jpg print.ppm
+  close odd.ppm print.ppm 90 90
+  if command -v djpeg >/dev/null; then
+    djpeg -outfile peer.ppm print.jpg
+    close peer.ppm print.ppm 6 2
+  fi
+done
+expect 0 "$zmc" info print.jpg
+grep -q YCCK out.txt || fail "info: $(cat out.txt)"
+
 # Quality and info.
 expect 0 "$zmc" encode odd.ppm low.jpg -q 10
 [ "$(wc -c <low.jpg)" -lt "$(wc -c <plain.jpg)" ] || fail "low quality is not smaller"

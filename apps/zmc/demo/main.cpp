@@ -88,7 +88,7 @@ void PrintSpeeds(const Speeds& speeds) {
   if (HavePeer()) std::printf(" %8.0f %6.2f", speeds.peer, speeds.ours / speeds.peer);
 }
 
-// Each setting's look at the same part of the picture, and at twice the size.
+// Each setting's look at the same two parts of the picture, at twice the size.
 class Sheet {
  public:
   Sheet(const Picture& original, int tiles)
@@ -100,15 +100,15 @@ class Sheet {
   }
 
   void Add(const Picture& picture, const std::string& caption) {
-    // The generated picture has its portrait's eyes and its sign here.
-    const int left = std::max(
-        0, std::min(picture.width - tile_w_ / 2, static_cast<int>(0.47f * static_cast<float>(picture.height))));
-    const int top = std::max(0, std::min(picture.height - tile_h_ / 2, picture.height * 46 / 100));
     const int x0 = kGap + count_ % kColumns * (tile_w_ + kGap);
     const int y0 = kGap + count_ / kColumns * (tile_h_ + kGap + kCaption);
     for (int y = 0; y < tile_h_; ++y) {
-      for (int x = 0; x < tile_w_; ++x)
-        std::copy_n(picture.at(left + x / 2, top + y / 2), 3, sheet_.at(x0 + x, y0 + y));
+      for (int x = 0; x < tile_w_; ++x) {
+        // Where the generated picture has an eye, and where its sign begins.
+        const bool right = x >= tile_w_ / 2;
+        const uint8_t* pixel = right ? At(picture, 0.82f, 0.55f, x - tile_w_ / 2, y) : At(picture, 0.43f, 0.44f, x, y);
+        std::copy_n(pixel, 3, sheet_.at(x0 + x, y0 + y));
+      }
     }
     DrawText(sheet_, x0, y0 + tile_h_ + 4, 1, caption, {235, 235, 235});
     ++count_;
@@ -121,6 +121,13 @@ class Sheet {
   }
 
  private:
+  // A pixel at twice its size, counted from a place told in shares of the height.
+  static const uint8_t* At(const Picture& picture, float left, float top, int x, int y) {
+    const auto height = static_cast<float>(picture.height);
+    return picture.at(std::min(picture.width - 1, static_cast<int>(left * height) + x / 2),
+                      std::min(picture.height - 1, static_cast<int>(top * height) + y / 2));
+  }
+
   static constexpr int kColumns = 3, kGap = 8, kCaption = 12;
   int tile_w_, tile_h_;
   Picture sheet_;

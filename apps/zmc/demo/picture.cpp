@@ -94,9 +94,9 @@ float Portrait(float u, float v, float cu, float cv, Colour& colour) {
     const float eye = std::hypot((std::abs(x) - 0.36f) / 0.17f, (y + 0.12f) / 0.08f);
     if (eye < 1)
       skin = std::hypot(std::abs(x) - 0.36f, y + 0.12f) < 0.075f ? Colour{52, 66, 70} : Colour{240, 236, 230};
-    if (std::abs(y + 0.36f + 0.2f * (std::abs(x) - 0.36f)) < 0.035f && std::abs(std::abs(x) - 0.37f) < 0.2f)
+    if (std::abs(y + 0.36f - 0.2f * (std::abs(x) - 0.36f)) < 0.035f && std::abs(std::abs(x) - 0.37f) < 0.2f)
       skin = {60, 40, 30};
-    if (std::abs(x) < 0.3f && std::abs(y - 0.55f - 0.12f * x * x * 4) < 0.055f) skin = {178, 74, 78};
+    if (std::abs(x) < 0.3f && std::abs(y - 0.6f + 0.5f * x * x) < 0.05f) skin = {178, 74, 78};
     skin = Mix(skin, skin * 0.75f, Smooth(0.12f, 0.0f, std::hypot(x / 1.2f, y - 0.22f)));
     const float inside = neck ? 1.0f : Smooth(1.0f, 0.97f, face);
     colour = Mix(colour, skin, face < 1 ? inside : 1.0f);
@@ -163,7 +163,8 @@ Picture Generate(int width, int height) {
   }
   // A sign with sharp edges, then the sensor's noise over everything.
   const int left = static_cast<int>(0.82f * static_cast<float>(height)), top = height * 11 / 20;
-  const int scale = std::max(1, height / 340), sign_width = 21 * 6 * scale, sign_height = 42 * scale;
+  const int scale = std::max(1, height / 340), small = std::max(1, scale / 2);
+  const int sign_width = 6 * std::max(21 * scale, 33 * small), sign_height = 36 * scale;
   for (int y = top; y < std::min(height, top + sign_height); ++y) {
     for (int x = left; x < std::min(width, left + sign_width); ++x) {
       std::copy_n(std::array<uint8_t, 3>{242, 236, 215}.begin(), 3, picture.at(x, y));
@@ -171,8 +172,7 @@ Picture Generate(int width, int height) {
   }
   DrawText(picture, left + 4 * scale, top + 4 * scale, scale, "THE QUICK BROWN FOX", {30, 30, 34});
   DrawText(picture, left + 4 * scale, top + 14 * scale, scale, "JUMPS OVER 13 DOGS", {176, 24, 30});
-  DrawText(picture, left + 4 * scale, top + 24 * scale, std::max(1, scale / 2), "SMALL PRINT: 0123456789, A-Z/Q.",
-           {20, 50, 140});
+  DrawText(picture, left + 4 * scale, top + 24 * scale, small, "SMALL PRINT: 0123456789, A-Z/Q.", {20, 50, 140});
   for (size_t i = 0; i < picture.rgb.size(); ++i) {
     const int at = static_cast<int>(i);
     const float noise = Hash(at, 1) + Hash(at, 2) + Hash(at, 3) - 1.5f;
