@@ -84,8 +84,7 @@ constexpr int64_t MagnitudeWords(int width, int height) {
 }
 
 // The decisions of a block's passes, one byte each: context times two plus the decision (a raw decision has context 0).
-// A zero follows
-// the last: the encoder reads one ahead.
+// A zero follows the last: the encoder reads one ahead.
 struct Recording {
   uint8_t* decisions;
   int planes;
