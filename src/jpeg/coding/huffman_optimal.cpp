@@ -1,6 +1,5 @@
 // Huffman tables from symbol counts (ISO/IEC 10918-1, K.2): lengths up to 16 and no code of all ones.
 #include <algorithm>
-#include <array>
 #include <utility>
 
 #include "core/check.h"
@@ -43,7 +42,7 @@ class CodeLengths {
 
   // By count, stable from the highest symbol down: a radix sort over the bytes that the counts have.
   void SortLeaves(const int* counts) {
-    std::array<Node, kLeaves> other;
+    Node other[kLeaves];
     uint32_t places[4][256] = {};
     uint32_t all = 1;
     node_[leaves_++] = {1, kReserved};
@@ -57,14 +56,14 @@ class CodeLengths {
       all |= count;
       for (int digit = 0; digit < 4; ++digit) ++places[digit][count >> (8 * digit) & 0xFF];
     }
-    Node* from = node_.data();
-    Node* to = other.data();
+    Node* from = node_;
+    Node* to = other;
     for (int digit = 0; digit < 4 && all >> (8 * digit) != 0; ++digit, std::swap(from, to)) {
       uint32_t next = 0;
       for (uint32_t& place : places[digit]) next += std::exchange(place, next);
       for (int i = 0; i < leaves_; ++i) to[places[digit][from[i].count >> (8 * digit) & 0xFF]++] = from[i];
     }
-    if (from != node_.data()) std::copy(from, from + leaves_, node_.data());
+    if (from != node_) std::copy(from, from + leaves_, node_);
   }
 
   // Sums follow the leaves in node_; those too large to be merged again stay roots.
@@ -86,7 +85,7 @@ class CodeLengths {
   }
 
   int leaves_ = 0, nodes_ = 0;
-  std::array<Node, 2 * kLeaves> node_;
+  Node node_[2 * kLeaves];
   uint16_t parent_[2 * kLeaves];
   uint16_t depth_[2 * kLeaves];
 };

@@ -86,7 +86,7 @@ class MagnitudeTable {
   static constexpr int kReach = 1024;
   constexpr MagnitudeTable() {
     for (int v = -kReach; v < kReach; ++v) {
-      const int category = std::bit_width(static_cast<uint32_t>(v < 0 ? -v : v));
+      const int category = static_cast<int>(std::bit_width(static_cast<uint32_t>(v < 0 ? -v : v)));
       const int bits = (v < 0 ? v - 1 : v) & ((1 << category) - 1);
       entries_[v + kReach] = {static_cast<uint16_t>(bits), static_cast<uint16_t>(category)};
     }
