@@ -153,13 +153,23 @@ uint32_t Receive(Reader& reader, int n, ZmcStatus* status) {
   return reader.Take(n);
 }
 
-// A reader with those two as its own functions, as the block decoders call them.
+// A reader with those two as its own functions, as the block decoders call them; *origin is for readers that need one.
 template <class Reader>
 class Decoding : public Reader {
  public:
+  struct Origin {
+    Source from;
+  };
   using Reader::Reader;
+  Decoding(Origin* origin, const Source& from, const DecodeState* state) : Reader(from, state), origin_(origin) {
+    origin->from = from;
+  }
+  void Save(DecodeState* state) const { Reader::Save(origin_->from, state); }
   Symbol Decode(const DecodeSpec* spec) { return DecodeSymbol<Reader>(*this, spec); }
   uint32_t Receive(int n, ZmcStatus* status) { return zmcj::Receive<Reader>(*this, n, status); }
+
+ private:
+  Origin* origin_ = nullptr;
 };
 
 // A position below 0 or a state that no Init has made would lead outside the source.

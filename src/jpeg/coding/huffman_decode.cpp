@@ -68,9 +68,10 @@ template <class Reader>
 template <class Reader>
 [[gnu::always_inline]] inline ZmcStatus DecodeWith(const Source& from, int16_t* block, int16_t* last_dc,
                                                    const DecodeTables& tables, DecodeState* state) {
-  Reader reader(from, state);
+  typename Reader::Origin origin;
+  Reader reader(&origin, from, state);
   const Outcome outcome = DecodeBlock(reader, block, last_dc, tables);
-  reader.Save(from, state);
+  reader.Save(state);
   return outcome.status;
 }
 

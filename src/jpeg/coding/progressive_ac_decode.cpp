@@ -122,11 +122,12 @@ template <class Reader, class AdvanceTo>
 // function.
 template <class Reader, class Decode>
 [[gnu::always_inline]] inline ZmcStatus WithReader(const Source& from, DecodeState* state, Decode decode) {
-  Reader reader(from, state);
+  typename Reader::Origin origin;
+  Reader reader(&origin, from, state);
   int32_t run = state->eob_run;
   const ZmcStatus status = decode(reader, &run);
   state->eob_run = run;
-  reader.Save(from, state);
+  reader.Save(state);
   return status;
 }
 

@@ -40,7 +40,8 @@ ZmcStatus EncodeRefine(const int16_t* block, const Destination& to, int al, Enco
 
 ZmcStatus DecodeFirst(const Source& from, int16_t* block, int16_t* last_dc, int al, const DecodeSpec* dc,
                       DecodeState* state) {
-  Decoding<BitReader> reader(from, state);
+  Decoding<BitReader>::Origin origin;
+  Decoding<BitReader> reader(&origin, from, state);
   const Symbol symbol = reader.Decode(dc);
   ZmcStatus status = symbol.status;
   const int size = symbol.value & 15;
@@ -49,17 +50,18 @@ ZmcStatus DecodeFirst(const Source& from, int16_t* block, int16_t* last_dc, int 
     if (status >= zmcStatusOk) *last_dc = static_cast<int16_t>(*last_dc + Extend(bits, size));
   }
   if (status >= zmcStatusOk) StoreSample(block, static_cast<int16_t>(*last_dc << al));
-  reader.Save(from, state);
+  reader.Save(state);
   return status;
 }
 
 ZmcStatus DecodeRefine(const Source& from, int16_t* block, int al, DecodeState* state) {
-  Decoding<BitReader> reader(from, state);
+  Decoding<BitReader>::Origin origin;
+  Decoding<BitReader> reader(&origin, from, state);
   ZmcStatus status = zmcStatusOk;
   if (reader.Receive(1, &status) != 0) {
     StoreSample(block, static_cast<int16_t>(LoadSample<int16_t>(block) | 1 << al));
   }
-  reader.Save(from, state);
+  reader.Save(state);
   return status;
 }
 

@@ -17,6 +17,17 @@
 namespace zmcj {
 
 class WindowReader {
+ public:
+  // What is needed near a marker, near the end and when all is done, kept apart from what every symbol needs.
+  struct Origin {
+    Source from;
+    int marker;
+    const uint8_t* start;  // where the bytes and the bits of the accumulator were last taken over
+    uint32_t accumulator;
+    bool stuffed;  // a stuffed byte stands between the start and the window's end
+  };
+
+ private:
   // What is called out of line gets a copy: a reader whose address is never taken stays in registers.
   template <class Call>
   [[gnu::always_inline]] auto OutOfLine(Call call) {
@@ -27,9 +38,25 @@ class WindowReader {
   }
 
  public:
-  WindowReader(const Source& from, const DecodeState* state) : from_(from) { Load(BitReader(from, state)); }
+  // *origin is only for this reader and lives as long.
+  [[gnu::always_inline]] WindowReader(Origin* origin, const Source& from, const DecodeState* state) : origin_(origin) {
+    origin->from = from;
+    Load(BitReader(from, state));
+  }
 
-  void Save(const Source& from, DecodeState* state) const { Bits().Save(from, state); }
+  [[gnu::always_inline]] void Save(DecodeState* state) const {
+    const uint8_t* const at = next_ - (held_ - count_) / 8;
+    if (origin_->stuffed || origin_->marker != 0 || at - origin_->from.bytes < 4) [[unlikely]] {
+      SaveOutOfLine(*this, state);
+      return;
+    }
+    // As many of the last four bytes as are new.
+    const int bits = 8 * (at - origin_->start < 4 ? static_cast<int>(at - origin_->start) : 4);
+    const uint64_t fresh = LoadBigEndian32(at - 4) & ((uint64_t{1} << bits) - 1);
+    state->accumulator = static_cast<uint32_t>(static_cast<uint64_t>(origin_->accumulator) << bits | fresh);
+    state->count = count_;
+    *origin_->from.position = static_cast<int>(at - origin_->from.bytes);
+  }
 
   [[gnu::always_inline]] Symbol Decode(const DecodeSpec* spec) {
     if (limit_ - next_ >= 8) [[likely]] {
@@ -72,6 +99,10 @@ class WindowReader {
   }
 
  private:
+  [[gnu::noinline]] static void SaveOutOfLine(const WindowReader& reader, DecodeState* state) {
+    reader.Bits().Save(reader.origin_->from, state);
+  }
+
   [[gnu::noinline]] static Symbol DecodeByBytes(WindowReader& reader, const DecodeSpec* spec) {
     BitReader bits = reader.Bits();
     const Symbol symbol = DecodeSymbol(bits, spec);
@@ -138,9 +169,9 @@ class WindowReader {
   // Whether `bits` can be held without meeting a marker or the end; moves limit_ where there is no 0xFF, else reads
   // byte by byte.
   [[gnu::noinline]] bool Reach(int bits) {
-    if (marker_ != 0) return held_ >= bits;
-    const uint8_t* const end = from_.bytes + from_.length;
-    Scan(4);
+    if (origin_->marker != 0) return held_ >= bits;
+    const uint8_t* const end = origin_->from.bytes + origin_->from.length;
+    Scan();
     if (limit_ - next_ >= 8) {
       Refill();
       return true;
@@ -149,7 +180,7 @@ class WindowReader {
       if (*next_ == 0xFF) {
         if (end - next_ < 2 || next_[1] != 0) break;
         ++next_;
-        stuffed_ = true;
+        origin_->stuffed = true;
         window_ |= uint64_t{0xFF} << (56 - held_);
       } else {
         window_ |= static_cast<uint64_t>(*next_) << (56 - held_);
@@ -161,57 +192,62 @@ class WindowReader {
     return held_ >= bits;
   }
 
-  void Scan(int words) {
-    const uint8_t* const end = from_.bytes + from_.length;
-    while (words-- > 0 && end - limit_ >= 8 && !HasByteFF(LoadBigEndian64(limit_))) limit_ += 8;
+  // Moves limit_ by up to 32 bytes.
+  [[gnu::always_inline]] void Scan() {
+    const uint8_t* const end = origin_->from.bytes + origin_->from.length;
+#if defined(__SSE2__)
+    if (end - limit_ >= 32) {
+      const __m128i ones = _mm_set1_epi8(-1);
+      const auto found = [&](const uint8_t* at) {
+        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
+        return static_cast<uint64_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, ones)));
+      };
+      limit_ += std::countr_zero(found(limit_) | found(limit_ + 16) << 16 | uint64_t{1} << 32);
+      return;
+    }
+#endif
+    for (int words = 0; words < 4 && end - limit_ >= 8 && !HasByteFF(LoadBigEndian64(limit_)); ++words) limit_ += 8;
   }
 
   [[gnu::always_inline]] void Load(const BitReader& bits) {
-    marker_ = bits.marker();
-    accumulator_ = bits.accumulator();
     count_ = held_ = bits.count();
-    window_ = static_cast<uint64_t>(accumulator_) << 32 << (32 - count_);
-    start_ = next_ = limit_ = from_.bytes + bits.position();
-    stuffed_ = false;
-    if (marker_ == 0) Scan(2);
+    window_ = static_cast<uint64_t>(bits.accumulator()) << 32 << (32 - count_);
+    next_ = limit_ = origin_->from.bytes + bits.position();
+    origin_->marker = bits.marker();
+    origin_->start = next_;
+    origin_->accumulator = bits.accumulator();
+    origin_->stuffed = false;
+    if (bits.marker() == 0) Scan();
   }
 
   // The data byte that ends at `at`, which moves before it and its stuffing.
   uint8_t StepBack(const uint8_t** at) const {
     --*at;
-    if (stuffed_ && **at == 0 && *at > start_ && (*at)[-1] == 0xFF) --*at;
+    if (origin_->stuffed && **at == 0 && *at > origin_->start && (*at)[-1] == 0xFF) --*at;
     return **at;
   }
 
   // What BitReader would be by now.
   BitReader Bits() const {
-    const uint8_t* at = next_ - (held_ - count_) / 8;
-    if (!stuffed_ && at - start_ >= 4) [[likely]] {
-      uint32_t word;
-      std::memcpy(&word, at - 4, sizeof word);
-      if (std::endian::native == std::endian::little) word = __builtin_bswap32(word);
-      return BitReader(from_, static_cast<int>(at - from_.bytes), marker_, HeldBits(word, count_));
-    }
-    at = next_;
+    const uint8_t* at = next_;
     for (int ahead = (held_ - count_) / 8; ahead > 0; --ahead) StepBack(&at);
     const uint8_t* before = at;
     uint32_t accumulator = 0;
     int bits = 0;
-    for (; bits < 32 && before > start_; bits += 8) accumulator |= static_cast<uint32_t>(StepBack(&before)) << bits;
-    if (bits < 32) accumulator |= accumulator_ << bits;
-    return BitReader(from_, static_cast<int>(at - from_.bytes), marker_, HeldBits(accumulator, count_));
+    for (; bits < 32 && before > origin_->start; bits += 8) {
+      accumulator |= static_cast<uint32_t>(StepBack(&before)) << bits;
+    }
+    if (bits < 32) accumulator |= origin_->accumulator << bits;
+    return BitReader(origin_->from, static_cast<int>(at - origin_->from.bytes), origin_->marker,
+                     HeldBits(accumulator, count_));
   }
 
-  Source from_;
-  int marker_;
+  Origin* origin_;
   uint64_t window_;       // the next bits at its top
   int held_;              // valid bits in it
   int count_;             // bits that BitReader would hold
   const uint8_t* next_;   // the first byte that is not in the window
   const uint8_t* limit_;  // no 0xFF between next_ and this
-  const uint8_t* start_;  // where the bytes and the bits of accumulator_ were last taken over
-  uint32_t accumulator_;
-  bool stuffed_;  // a stuffed byte stands between start_ and next_
 };
 
 }  // namespace zmcj

@@ -13,6 +13,12 @@ inline uint64_t LoadBigEndian64(const uint8_t* from) {
   return std::endian::native == std::endian::little ? __builtin_bswap64(word) : word;
 }
 
+inline uint32_t LoadBigEndian32(const uint8_t* from) {
+  uint32_t word;
+  std::memcpy(&word, from, sizeof word);
+  return std::endian::native == std::endian::little ? __builtin_bswap32(word) : word;
+}
+
 inline void StoreBigEndian64(uint8_t* to, uint64_t word) {
   if (std::endian::native == std::endian::little) word = __builtin_bswap64(word);
   std::memcpy(to, &word, sizeof word);
