@@ -16,7 +16,7 @@ namespace zmcj {
 constexpr bool WorthStreaming([[maybe_unused]] int64_t row_bytes, [[maybe_unused]] int64_t rows) {
 #if defined(__SSE2__)
   constexpr int64_t kMinRowBytes = 512, kMinBytes = int64_t{4} << 20;
-  return row_bytes >= kMinRowBytes && row_bytes * rows >= kMinBytes;
+  return row_bytes >= kMinRowBytes && rows >= kMinBytes / row_bytes;
 #else
   return false;
 #endif

@@ -20,11 +20,6 @@ namespace zmcj::HWY_NAMESPACE {
 #if ZMCJ_VECTOR_LEVEL
 namespace {
 
-// Every level-dependent type is a deduced or local one, so that no vector type crosses a level.
-using V8 = hn::Vec<D8>;
-using V16 = hn::Vec<D16>;
-using V32 = hn::Vec<D32>;
-
 // R, G, B or Y, Cb, Cr; K passes from the source to the destination by itself.
 struct Colours {
   V8 c[3];
