@@ -22,9 +22,8 @@ constexpr int kOneContext = kSignCoding;  // any that starts in state 0
 int BitAt(int i) { return kBits[i / 8] >> (7 - i % 8) & 1; }
 
 TEST(MqCoder, EncodesTheStandardsSequence) {
-  std::vector<uint8_t> decisions;
-  for (int i = 0; i < 256; ++i) decisions.push_back(static_cast<uint8_t>(2 * kOneContext + BitAt(i)));
-  decisions.push_back(0);
+  std::vector<uint8_t> decisions(257);
+  for (int i = 0; i < 256; ++i) decisions[static_cast<size_t>(i)] = static_cast<uint8_t>(2 * kOneContext + BitAt(i));
   for (const Level level : Levels()) {
     AtLevel at(level);
     MqEncoder encoder;

@@ -74,7 +74,7 @@ class BlockState {
       : groups_((size.width - 1) / kGroup + 1),
         stripes_((size.height - 1) / kStripe + 1),
         pitch_(ptrdiff_t{size.width} + 2),
-        group_(reinterpret_cast<Group*>((reinterpret_cast<uintptr_t>(work) + 7) & ~uintptr_t{7})),
+        group_(reinterpret_cast<Group*>(work + ((0 - reinterpret_cast<uintptr_t>(work)) & 7))),
         words_(reinterpret_cast<uint32_t*>(group_ + ptrdiff_t{groups_} * stripes_)),
         signs_(reinterpret_cast<uint8_t*>(words_ + pitch_ * stripes_)),
         last_columns_(~uint64_t{0} >> 4 * (groups_ * int64_t{kGroup} - size.width)),

@@ -77,7 +77,7 @@ inline __attribute__((always_inline)) MqWord SelectIfSame(size_t a, size_t b, Mq
 struct MqContexts {
   MqWord word[kContexts];
   void Reset() {
-    for (int i = 0; i < kContexts; ++i) word[i] = kMqWords[static_cast<size_t>(2 * InitialState(i))];
+    for (int i = 0; i < kContexts; ++i) word[i] = kMqWords[2 * static_cast<size_t>(InitialState(i))];
   }
 };
 
