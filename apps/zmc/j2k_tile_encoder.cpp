@@ -205,8 +205,8 @@ double TileEncoder::ThresholdForRate(int64_t bytes) const {
     }
   }
   // A coefficient of n planes costs about n bits for its planes and four to say where it is and its sign.
-  constexpr double kOverhead = 4, kMargin = 1.5;
-  constexpr int kExponentBias = 127, kGreatest = kExponentBias + 20;
+  constexpr double kOverhead = 4, kMargin = 3;
+  constexpr int kExponentBias = 127, kGreatest = kExponentBias + 30;
   double bits = 0, above = 0;
   int exponent = kGreatest;
   for (; exponent > 0 && bits < kMargin * 8 * static_cast<double>(bytes); --exponent) {
@@ -223,24 +223,23 @@ double TileEncoder::ThresholdForError(double error) const {
   return std::exp2(std::floor(std::log2(std::sqrt(3 * error / coefficients))) - 1);
 }
 
-// Headers of packets take from the layers' bytes what they need. It is known when they are written, so: until it fits.
+// Headers of packets take from the layers' bytes what they need. That is known when they are written, so: written
+// again with the difference, a few times, and then until it fits.
 Packets TileEncoder::FillLayers(RateControl& control, const std::vector<int64_t>& targets) {
-  std::vector<int64_t> overhead(targets.size());
+  constexpr int kRefinements = 4;
+  std::vector<int64_t> bodies = targets;
   for (int attempt = 0;; ++attempt) {
-    for (size_t layer = 0; layer < targets.size(); ++layer) {
-      control.FillToLength(layer, targets[layer] - overhead[layer]);
-    }
+    for (size_t layer = 0; layer < targets.size(); ++layer) control.FillToLength(layer, bodies[layer]);
     Packets packets = WritePackets(tile_, parameters_, blocks_);
     bool fits = true;
     int64_t total = 0;
     for (size_t layer = 0; layer < targets.size(); ++layer) {
       total += packets.layer_lengths[layer];
-      int64_t body = 0;
-      for (const EncodedBlock& block : blocks_) body += block.Length(block.layer_ends[layer]);
-      fits &= total <= targets[layer];
-      overhead[layer] = std::max(overhead[layer], total - body);
+      const int64_t excess = total - targets[layer];
+      fits &= excess <= 0;
+      bodies[layer] -= attempt < kRefinements ? excess : 2 * std::max<int64_t>(0, excess);
     }
-    if ((fits && attempt > 0) || attempt == 8) return packets;
+    if (attempt >= kRefinements && (fits || attempt > 4 * kRefinements)) return packets;
   }
 }
 
@@ -249,7 +248,7 @@ Packets TileEncoder::ForRates(int64_t header_bytes) {
   for (const double rate : options_.rates) {
     targets.push_back(std::llround(rate * static_cast<double>(tile_.rect.area()) / 8) - header_bytes);
   }
-  constexpr double kEnough = 1.1;  // more than the rate, so that the cut has a choice
+  constexpr double kEnough = 1.3;  // more than the rate, so that the cut has a choice
   for (double threshold = ThresholdForRate(targets.back());; threshold /= 4) {
     EncodeBlocks(threshold);
     RateControl control(blocks_);
