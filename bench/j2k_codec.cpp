@@ -1,10 +1,10 @@
 // Whole pictures through the JPEG 2000 codec of zmc and through the peer's, memory to memory, one thread each.
-#include <cmath>
 #include <cstring>
 
 #include "j2k_decoder.h"
 #include "j2k_encoder.h"
 #include "j2k_peer.h"
+#include "photo.h"
 #include "ratio.h"
 
 #ifdef _OPENMP
@@ -16,26 +16,6 @@ namespace {
 
 constexpr int kWidth = 1024, kHeight = 768;
 constexpr double kPixels = kWidth * kHeight;
-
-// Shading, edges, texture, and noise as a sensor gives it.
-std::vector<uint8_t> SyntheticPhotograph() {
-  std::vector<uint8_t> rgb;
-  uint32_t noise = 1;
-  for (int y = 0; y < kHeight; ++y) {
-    for (int x = 0; x < kWidth; ++x) {
-      for (int c = 0; c < 3; ++c) {
-        double v = 128 + 60 * std::sin(x * 0.013 + c) + 40 * std::cos(y * 0.021 - c * 0.7);
-        const double dx = x - kWidth * 0.4, dy = y - kHeight * 0.6;
-        if (dx * dx + dy * dy < kPixels * 0.04) v = 190 - 30 * c + 12 * std::sin(x * 0.7) * std::sin(y * 0.5);
-        if ((x / 37 + y / 29) % 7 == 0) v = 255 - v * 0.6;
-        noise = noise * 1664525 + 1013904223;
-        v += ((noise >> 16 & 255) + (noise >> 24) - 255) / 100.0;
-        rgb.push_back(static_cast<uint8_t>(std::fmin(255, std::fmax(0, v))));
-      }
-    }
-  }
-  return rgb;
-}
 
 // The peer gets one thread as well.
 class OneThread {
@@ -77,7 +57,7 @@ void Decode(const std::vector<uint8_t>& file, std::vector<uint8_t>& rgb) {
 }
 
 const Suite suite("jpeg 2000 codec", [](std::vector<Row>& rows) {
-  static const std::vector<uint8_t> rgb = SyntheticPhotograph();
+  static const std::vector<uint8_t> rgb = MakePhoto(kWidth, kHeight).rgb;
   static std::vector<uint8_t> lossless = J2kPeer::Encode(rgb, kWidth, kHeight, 0, 1);
   static std::vector<uint8_t> lossy = J2kPeer::Encode(rgb, kWidth, kHeight, 1, 1);
   static std::vector<uint8_t> out, peer_out;

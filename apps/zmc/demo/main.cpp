@@ -2,12 +2,13 @@
 // speed beside the peer's, and writes a contact sheet to look at.
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 #include <ctime>
 
 #include "../failure.h"
 #include "codecs.h"
+#include "j2k.h"
+#include "measure.h"
 
 namespace zmc::demo {
 namespace {
@@ -33,6 +34,8 @@ constexpr Setting kSettings[] = {
     {"420 q20", Sampling::k420, 20},
 };
 
+constexpr int kRuns = 7;
+
 Picture Load(const std::string& path) {
   const std::unique_ptr<PictureReader> reader = OpenPicture(path);
   // The codec's own reduction to 8-bit RGB; grey is spread.
@@ -46,41 +49,6 @@ Picture Load(const std::string& path) {
     }
   }
   return picture;
-}
-
-double Psnr(const Picture& a, const Picture& b) {
-  double sum = 0;
-  for (size_t i = 0; i < a.rgb.size(); ++i) {
-    const double d = static_cast<double>(a.rgb[i]) - b.rgb[i];
-    sum += d * d;
-  }
-  return sum == 0 ? INFINITY : 10 * std::log10(255.0 * 255.0 * static_cast<double>(a.rgb.size()) / sum);
-}
-
-// The thread's own time: what else runs on the machine does not count. Both codecs work on one thread here.
-double ThreadSeconds() {
-  timespec time;
-  ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-  return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
-}
-
-// Mpixel/s of the fastest of several runs of ours and the peer's in turn.
-struct Speeds {
-  double ours = 0, peer = 0;
-};
-template <class Ours, class Peer>
-Speeds Measure(const Picture& picture, Ours ours, Peer peer) {
-  const auto speed = [&](const auto& work) {
-    const double start = ThreadSeconds();
-    work();
-    return static_cast<double>(picture.width) * picture.height / 1e6 / (ThreadSeconds() - start);
-  };
-  Speeds best;
-  for (int run = 0; run < 15; ++run) {
-    best.ours = std::max(best.ours, speed(ours));
-    if (HavePeer()) best.peer = std::max(best.peer, speed(peer));
-  }
-  return best;
 }
 
 void PrintSpeeds(const Speeds& speeds) {
@@ -144,7 +112,7 @@ void Run(const std::string& out, const std::string& path) {
   for (int i = 0; i < 2; ++i)
     std::printf(HavePeer() ? " %8s %8s %6s" : " %8s", HavePeer() ? "zmc" : i ? "decode" : "encode", "peer", "ratio");
   std::printf("\n");
-  Sheet sheet(picture, 1 + static_cast<int>(std::size(kSettings)));
+  Sheet sheet(picture, 1 + static_cast<int>(std::size(kSettings)) + kJ2kRows);
   sheet.Add(picture, "original");
   for (const Setting& setting : kSettings) {
     EncodeOptions options;
@@ -157,15 +125,16 @@ void Run(const std::string& out, const std::string& path) {
     const double bits = 8.0 * static_cast<double>(file.size()) / picture.width / picture.height;
     std::printf("%-22s %9zu %6.3f %6.2f ", setting.name, file.size(), bits, Psnr(picture, back));
     PrintSpeeds(Measure(
-        picture, [&] { Encode(picture, options); }, [&] { PeerEncode(picture, options); }));
+        picture, kRuns, HavePeer(), [&] { Encode(picture, options); }, [&] { PeerEncode(picture, options); }));
     PrintSpeeds(Measure(
-        picture, [&] { Decode(file); }, [&] { PeerDecode(file); }));
+        picture, kRuns, HavePeer(), [&] { Decode(file); }, [&] { PeerDecode(file); }));
     std::printf("\n");
     std::fflush(stdout);
     char caption[80];
     std::snprintf(caption, sizeof caption, "%s: %.2f bits a pixel, %.1f dB", setting.name, bits, Psnr(picture, back));
     sheet.Add(back, caption);
   }
+  PrintJ2kRows(picture, [&](const Picture& back, const std::string& caption) { sheet.Add(back, caption); });
   sheet.Write(out + "/sheet.png");
 }
 
