@@ -47,7 +47,8 @@ class WindowReader {
   [[gnu::always_inline]] void Save(DecodeState* state) const {
     const uint8_t* const at = next_ - (held_ - count_) / 8;
     if (origin_->stuffed || origin_->marker != 0 || at - origin_->from.bytes < 4) [[unlikely]] {
-      SaveOutOfLine(*this, state);
+      const WindowReader copy = *this;
+      SaveOutOfLine(copy, state);
       return;
     }
     // As many of the last four bytes as are new.
@@ -76,7 +77,9 @@ class WindowReader {
   [[gnu::always_inline]] uint32_t Receive(int n, ZmcStatus* status) {
     if (held_ < 32) [[unlikely]] {
       if (!OutOfLine([](WindowReader& reader) { return reader.Reach(32); }) && count_ < n) {
-        return OutOfLine([&](WindowReader& reader) { return ReceiveByBytes(reader, n, status); });
+        const Received received = OutOfLine([&](WindowReader& reader) { return ReceiveByBytes(reader, n); });
+        *status = received.status;
+        return received.bits;
       }
     }
     CountFill(n);
@@ -110,11 +113,17 @@ class WindowReader {
     return symbol;
   }
 
-  [[gnu::noinline]] static uint32_t ReceiveByBytes(WindowReader& reader, int n, ZmcStatus* status) {
+  struct Received {
+    ZmcStatus status;
+    uint32_t bits;
+  };
+  // For when fewer than n bits are held, so that the status is this fill's.
+  [[gnu::noinline]] static Received ReceiveByBytes(WindowReader& reader, int n) {
     BitReader bits = reader.Bits();
-    const uint32_t value = zmcj::Receive(bits, n, status);
+    Received received = {zmcStatusOk, 0};
+    received.bits = zmcj::Receive(bits, n, &received.status);
     reader.Load(bits);
-    return value;
+    return received;
   }
 
   // The first length from 9 on at which the next 16 bits begin with a code; 17 if there is none.
