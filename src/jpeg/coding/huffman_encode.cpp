@@ -217,6 +217,37 @@ ZMCJ_BIT_INSTRUCTIONS ZmcStatus Encode(const int16_t* block, const Destination& 
   return coded ? zmcStatusOk : zmcStatusBadHuffmanTable;
 }
 
+// Codes that the table lacks have no bits.
+struct PackedDirectSink {
+  PackedWriter writer;
+  EncodeTables tables;
+  HWY_INLINE bool Put(uint32_t entry, uint32_t appended, int category) {
+    writer.Put(static_cast<uint64_t>(entry & 0xFFFF) << category | appended, static_cast<int>(entry >> 16) + category);
+    return true;
+  }
+  HWY_INLINE bool Dc(uint32_t symbol, uint32_t appended, int category) {
+    return Put(tables.dc->entries[symbol], appended, category);
+  }
+  HWY_INLINE bool Ac(uint32_t symbol, uint32_t appended, int category) {
+    return Put(AcEntry(tables.ac, symbol), appended, category);
+  }
+  HWY_INLINE bool AcWithCode(int64_t symbol, uint32_t appended, int category) {
+    return Put(tables.ac->entries[symbol], appended, category);
+  }
+};
+
+ZMCJ_BIT_INSTRUCTIONS void EncodeDirect(const int16_t* block, uint8_t* dst, int* bits, int16_t* last_dc,
+                                        const EncodeTables& tables) {
+  int position = *bits / 8;
+  const int count = *bits % 8;
+  const unsigned pending = count > 0 ? dst[position] >> (8 - count) : 0u;
+  PackedDirectSink sink{PackedWriter({dst, INT_MAX, &position}, count, pending), tables};
+  Walk(block, last_dc, sink);
+  sink.writer.Flush();
+  const bool touched = sink.writer.position() != position || sink.writer.count() != count;
+  if (touched) SaveDirect(sink.writer, dst, bits);
+}
+
 struct VectorCountingSink {
   CountingSink counts;
   HWY_INLINE bool Dc(uint32_t symbol, uint32_t, int) { return counts.Dc(symbol, 0, 0) == zmcStatusOk; }
@@ -233,7 +264,7 @@ ZMCJ_BIT_INSTRUCTIONS void Count(const int16_t* block, int* dc_counts, int* ac_c
 }
 
 }  // namespace
-extern constexpr HuffmanEncodeKernels kHuffmanEncode = {Encode, EncodeDirectReference, Count};
+extern constexpr HuffmanEncodeKernels kHuffmanEncode = {Encode, EncodeDirect, Count};
 #endif
 }  // namespace zmcj::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
