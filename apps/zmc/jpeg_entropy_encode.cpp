@@ -12,6 +12,7 @@ constexpr int kMostBlockBytes = 512;
 // What a refinement scan may hold back: a run's code, and 1023 correction bits, every byte stuffed.
 constexpr int kMostHeldBytes = 300;
 constexpr int kBufferBytes = 1 << 16;
+constexpr int kMostDcCategory = 11;  // of 8-bit samples (F.1.2.1)
 
 bool UsesDcTable(ScanKind kind) { return kind == ScanKind::kSequential || kind == ScanKind::kDcFirst; }
 bool UsesAcTable(ScanKind kind) { return kind != ScanKind::kDcFirst && kind != ScanKind::kDcRefine; }
@@ -91,6 +92,10 @@ void ScanCounter::Restart(int) { EndRun(); }
 
 void ScanCounter::Finish() {
   EndRun();
+  for (const Counts& counts : dc_) {
+    const bool codable = std::all_of(counts.begin() + kMostDcCategory + 1, counts.end(), [](int n) { return n == 0; });
+    if (!codable) throw Failure("DC coefficients too far apart for JPEG");
+  }
   for (size_t i = 0; i < 2; ++i) {
     tables_.dc[i] = BestTable(dc_[i]);
     tables_.ac[i] = BestTable(ac_[i]);

@@ -2,14 +2,31 @@
 
 #include <algorithm>
 
+#include "failure.h"
 #include "jpeg_coefficients.h"
 #include "jpeg_encode.h"
 
 namespace zmc::jpeg {
+namespace {
+
+// The largest AC coefficients of 8-bit samples have ten bits (F.1.2.2). A damaged or hostile file may decode to more.
+constexpr int kMostAc = 1023;
+
+void CheckRange(const Coefficients& coefficients) {
+  for (const CoefficientPlane& plane : coefficients.planes) {
+    for (const Block& block : plane.blocks) {
+      const auto [least, most] = std::minmax_element(block.values.begin() + 1, block.values.end());
+      if (*least < -kMostAc || *most > kMostAc) throw Failure("the file holds coefficients that JPEG cannot code");
+    }
+  }
+}
+
+}  // namespace
 
 std::string Transcode(const JpegFile& file, const TranscodeOptions& options, ByteSink& sink) {
   std::string damage = file.damage;
   const Coefficients coefficients = ReadCoefficients(file, damage);
+  CheckRange(coefficients);
   FilePlan plan;
   plan.frame = file.frame;
   // A table number may have stood for several tables in turn: each distinct table gets a number of its own.
