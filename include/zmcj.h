@@ -669,7 +669,7 @@ ZMCJ_API ZmcStatus zmciJoin422LS_MCU_16s8u_P3C2R(const int16_t* const pSrc[3], u
  * Inverse:
  *   G = Y - floor((U + V) / 4), B = U + G, R = V + G
  *
- * C3 is pixels of R, G, B; P3 is three planes with one step, in the order R, G, B or Y, U, V. P3I overwrites the
+ * C3 is pixels of R, G, B; P3 is three planes with one step, in the order R, G, B or Y, U, V. P3IR overwrites the
  * planes; each pixel is read whole before it is written.
  *
  * Checks: a null buffer or array, then plane 0, 1, 2: zmcStatusNullPointer; a step below 1: zmcStatusBadStep; width or
