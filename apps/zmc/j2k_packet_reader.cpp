@@ -98,7 +98,7 @@ class PacketReader {
     while (passes > 0) {
       const int run = std::min(passes, SegmentEnd(style, block.passes) - block.passes);
       const bool new_segment = block.passes == 0 || SegmentEnd(style, block.passes - 1) == block.passes;
-      const int length_bits = block.length_bits + std::bit_width(static_cast<unsigned>(run)) - 1;
+      const int length_bits = block.length_bits + static_cast<int>(std::bit_width(static_cast<unsigned>(run))) - 1;
       if (length_bits > 32) throw Failure("a code-block of more than 4 GB");
       pieces_.push_back({block.payload, run, new_segment, bits.Bits(length_bits)});
       block.passes += run;

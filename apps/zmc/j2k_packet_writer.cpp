@@ -20,9 +20,8 @@ void WritePassCount(BitWriter& bits, int n) {
 
 class PacketWriter {
  public:
-  PacketWriter(Tile& tile, const TileParameters& parameters, std::span<const EncodedBlock> blocks)
-      : tile_(tile), parameters_(parameters), blocks_(blocks) {
-    packets_.layer_lengths.resize(static_cast<size_t>(parameters.layers));
+  PacketWriter(Tile& tile, int layers, std::span<const EncodedBlock> blocks) : tile_(tile), blocks_(blocks) {
+    packets_.layer_lengths.resize(static_cast<size_t>(layers));
   }
 
   void Begin() {
@@ -122,7 +121,6 @@ class PacketWriter {
   }
 
   Tile& tile_;
-  const TileParameters& parameters_;
   std::span<const EncodedBlock> blocks_;
   int style_ = 0;
   std::vector<Piece> pieces_;
@@ -133,7 +131,7 @@ class PacketWriter {
 }  // namespace
 
 Packets WritePackets(Tile& tile, const TileParameters& parameters, std::span<const EncodedBlock> blocks) {
-  PacketWriter writer(tile, parameters, blocks);
+  PacketWriter writer(tile, parameters.layers, blocks);
   writer.Begin();
   ForEachPacket(tile, parameters, [&](const PacketPlace& place) {
     writer.WritePacket(place);

@@ -66,6 +66,23 @@ expect 2 "$zmc" decode whole.j2k a.ppm --region 1,2,3
 expect 1 "$zmc" decode whole.j2k a.ppm --region 500,0,3,3
 expect 1 "$zmc" decode whole.j2k a.ppm --reduce 6
 
+# A JP2 file with a palette around a codestream of indices, and 10-bit samples.
+expect 0 "$zmc" encode grey.pgm index.j2k
+perl -e 'local $/; binmode STDOUT; open my $f, "<:raw", "index.j2k"; my $stream = <$f>;
+  sub box { pack("Na4", 8 + length $_[1], $_[0]) . $_[1] }
+  my $palette = pack("nC4", 256, 3, 7, 7, 7) . join("", map { pack("C3", $_, 255 - $_, $_ >> 1) } 0 .. 255);
+  my $map = pack("(nCC)3", 0, 1, 2, 0, 1, 0, 0, 1, 1);
+  print box("jP  ", "\r\n\x87\n"), box("ftyp", "jp2 \0\0\0\0jp2 "), box("jp2h", box("ihdr", pack("NNnC4", 61, 90, 1, 7, 7, 0, 0))
+    . box("colr", pack("C3N", 1, 0, 0, 16)) . box("pclr", $palette) . box("cmap", $map)), box("jp2c", $stream)' >palette.jp2
+expect 0 "$zmc" decode palette.jp2 back.ppm
+perl -e 'local $/; binmode STDOUT; open my $f, "<:raw", "grey.pgm"; my $d = <$f>; $d =~ s/^P5\s90\s61\s255\s//;
+  print "P6\n90 61\n255\n", map { pack("C3", $_ >> 1, $_, 255 - $_) } unpack("C*", $d)' >expected.ppm
+same expected.ppm back.ppm
+perl -e 'binmode STDOUT; print "P5\n61 40\n1023\n"; print pack("n", $_ * 977 % 1024) for 0 .. 61 * 40 - 1' >ten.pgm
+expect 0 "$zmc" encode ten.pgm a.jp2
+expect 0 "$zmc" decode a.jp2 back.pgm
+same ten.pgm back.pgm
+
 # Damaged at many places: any answer but a crash.
 perl -e 'local $/; open my $f, "<:raw", "whole.j2k"; my $d = <$f>; my $n = 7;
   for my $i (1 .. 150) { my $e = $d;
@@ -109,6 +126,24 @@ decodes odd.ppm -mct 0 -n 1
 decodes dot.ppm -n 1
 for picture in grey.pgm deep.pgm; do decodes $picture; done
 decodes deep.pgm -GuardBits 4 -b 4,1024
+
+# Packet headers moved out of the packets, into PPT and PPM: between SOP and EPH they can be found.
+peer_encode odd.ppm -o peer.j2k -SOP -EPH -b 32,32 -r 5,1
+for place in PPT PPM; do
+  perl -e 'local $/; binmode STDOUT; open my $f, "<:raw", "peer.j2k"; my $d = <$f>;
+    my $sot = index($d, "\xFF\x90\0\x0A"); my $main = substr($d, 0, $sot); my $part = substr($d, $sot, -2);
+    my $sod = index($part, "\xFF\x93"); my ($heads, $bodies) = ("", "");
+    for (split /\xFF\x91\0\x04../s, substr($part, $sod + 2)) {
+      my $end = index($_, "\xFF\x92"); next if $end < 0;
+      $heads .= substr($_, 0, $end + 2); $bodies .= substr($_, $end + 2) }
+    sub segment { my ($marker, $bytes) = @_; "$marker" . pack("n", 2 + length $bytes) . $bytes }
+    my $tail = substr($part, 12, $sod - 12); my ($a, $b) = (substr($heads, 0, 50), substr($heads, 50));
+    if ($ARGV[0] eq "PPM") { $main .= segment("\xFF\x60", "\0" . pack("N", length $heads) . $a) . segment("\xFF\x60", "\1$b") }
+    else { $tail .= segment("\xFF\x61", "\1$b") . segment("\xFF\x61", "\0$a") }
+    print $main, "\xFF\x90\0\x0A\0\0", pack("N", 14 + length($tail) + length $bodies), "\0\1", $tail, "\xFF\x93", $bodies, "\xFF\xD9"' $place >packed.j2k
+  expect 0 "$zmc" decode packed.j2k back.ppm
+  alike odd.ppm back.ppm
+done
 
 # Lossy and reduced: within one grey level of what the peer decodes.
 for settings in "-r 10" "-r 40,20,10 -b 32,32 -M 7" "-r 5 -t 50,33" "-r 12 -ROI c=1,U=5" "-q 30,38"; do

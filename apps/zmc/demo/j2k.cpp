@@ -89,8 +89,7 @@ void PrintHeader() {
   for (const char* title : {"enc 1 thread", "dec 1 thread", "enc all", "dec all"}) group(title);
   std::printf("\n%-22s %9s %6s %6s", "setting", "bytes", "pixel", "dB");
   if (kHavePeer) std::printf("  %9s %6s", "bytes", "dB");
-  for (int i = 0; i < 4; ++i)
-    std::printf(kHavePeer ? "  %6s %6s %5s" : "  %6s", kHavePeer ? "zmc" : "Mpx/s", "peer", "ratio");
+  for (int i = 0; i < 4; ++i) std::printf(kHavePeer ? "     zmc   peer ratio" : "   Mpx/s");
   std::printf("\n");
 }
 
