@@ -118,6 +118,42 @@ template <class Reader, class AdvanceTo>
   return status;
 }
 
+// Advance by masks: `old` has the positions in the band that are not zero as the call begins. Not a function of a
+// level, so that it is inlined where the reader is.
+struct MaskAdvance {
+  int16_t* block;
+  const Band& band;
+  uint64_t old;
+  int (*position)(uint64_t mask, int n);  // of the one of index n; 64 if there are no more than n
+
+  [[gnu::always_inline]] ZmcStatus operator()(WindowReader& reader, int zeros, int* k, ZmcStatus status) const {
+    const uint64_t left = ~uint64_t{0} >> (63 - band.se) & ~uint64_t{0} << *k;
+    const int zero = zeros < 64 ? position(~old & left, zeros) : 64;
+    const int end = zero < 64 ? zero : band.se + 1;
+    uint64_t mask = old & left;
+    if (end < 64) mask &= (uint64_t{1} << end) - 1;
+    while (mask != 0) {
+      if (!reader.Ready()) [[unlikely]] {
+        const uint32_t correction = reader.Receive(1, &status);
+        if (status < zmcStatusOk) return status;
+        int16_t* const coefficient = block + kNaturalOrder[std::countr_zero(mask)];
+        if (correction != 0) StoreSample(coefficient, Corrected(LoadSample<int16_t>(coefficient), band.al));
+        mask &= mask - 1;
+        continue;
+      }
+      const int n = std::popcount(mask) < 16 ? std::popcount(mask) : 16;
+      uint32_t corrections = reader.TakeSingles(n) << (32 - n);
+      for (int i = 0; i < n; ++i, mask &= mask - 1, corrections <<= 1) {
+        int16_t* const coefficient = block + kNaturalOrder[std::countr_zero(mask)];
+        const int16_t value = LoadSample<int16_t>(coefficient);
+        StoreSample(coefficient, corrections >> 31 != 0 ? Corrected(value, band.al) : value);
+      }
+    }
+    *k = end;
+    return status;
+  }
+};
+
 // A decoder between its reader's coming and going. DecodeFirst or DecodeRefine is called directly, so that all is one
 // function.
 template <class Reader, class Decode>
@@ -161,48 +197,22 @@ ZMCJ_BIT_INSTRUCTIONS ZmcStatus First(const Source& from, int16_t* block, const 
     state->eob_run = state->eob_run - 1;
     return zmcStatusOk;
   }
-  return WithReader<WindowReader>(from, state, [&](auto& reader, int32_t* run) ZMCJ_BIT_INSTRUCTIONS {
-    return DecodeFirst(reader, block, band, ac, run);
-  });
+  WindowReader::Origin origin;
+  WindowReader reader(&origin, from, state);
+  int32_t run = state->eob_run;
+  const ZmcStatus status = DecodeFirst(reader, block, band, ac, &run);
+  state->eob_run = run;
+  reader.Save(state);
+  return status;
 }
 
-// The position of the one of index n in `mask`; 64 if there are no more than n.
-ZMCJ_BIT_INSTRUCTIONS HWY_INLINE int PositionOf(uint64_t mask, int n) {
+ZMCJ_BIT_INSTRUCTIONS int PositionOf(uint64_t mask, int n) {
 #if HWY_TARGET == HWY_AVX2 && HWY_ARCH_X86_64
   return std::countr_zero(__builtin_ia32_pdep_di(uint64_t{1} << n, mask));
 #else
   for (; n > 0; --n) mask &= mask - 1;
   return std::countr_zero(mask);
 #endif
-}
-
-// Advance by masks. `old` has the positions in the band that are not zero as the call begins.
-ZMCJ_BIT_INSTRUCTIONS HWY_INLINE ZmcStatus AdvanceMask(WindowReader& reader, int16_t* block, const Band& band,
-                                                       uint64_t old, int zeros, int* k, ZmcStatus status) {
-  const uint64_t left = ~uint64_t{0} >> (63 - band.se) & ~uint64_t{0} << *k;
-  const int zero = zeros < 64 ? PositionOf(~old & left, zeros) : 64;
-  const int end = zero < 64 ? zero : band.se + 1;
-  uint64_t mask = old & left;
-  if (end < 64) mask &= (uint64_t{1} << end) - 1;
-  while (mask != 0) {
-    if (!reader.Ready()) [[unlikely]] {
-      const uint32_t correction = reader.Receive(1, &status);
-      if (status < zmcStatusOk) return status;
-      int16_t* const coefficient = block + kNaturalOrder[std::countr_zero(mask)];
-      if (correction != 0) StoreSample(coefficient, Corrected(LoadSample<int16_t>(coefficient), band.al));
-      mask &= mask - 1;
-      continue;
-    }
-    const int n = std::popcount(mask) < 16 ? std::popcount(mask) : 16;
-    uint32_t corrections = reader.TakeSingles(n) << (32 - n);
-    for (int i = 0; i < n; ++i, mask &= mask - 1, corrections <<= 1) {
-      int16_t* const coefficient = block + kNaturalOrder[std::countr_zero(mask)];
-      const int16_t value = LoadSample<int16_t>(coefficient);
-      StoreSample(coefficient, corrections >> 31 != 0 ? Corrected(value, band.al) : value);
-    }
-  }
-  *k = end;
-  return status;
 }
 
 ZMCJ_BIT_INSTRUCTIONS ZmcStatus Refine(const Source& from, int16_t* block, const Band& band, const DecodeSpec* ac,
@@ -212,11 +222,13 @@ ZMCJ_BIT_INSTRUCTIONS ZmcStatus Refine(const Source& from, int16_t* block, const
     state->eob_run = state->eob_run - 1;
     return zmcStatusOk;
   }
-  const auto advance = [&](auto& reader, int zeros, int* k, ZmcStatus status)
-                           ZMCJ_BIT_INSTRUCTIONS { return AdvanceMask(reader, block, band, old, zeros, k, status); };
-  return WithReader<WindowReader>(from, state, [&](auto& reader, int32_t* run) ZMCJ_BIT_INSTRUCTIONS {
-    return DecodeRefine(reader, block, band, ac, run, advance);
-  });
+  WindowReader::Origin origin;
+  WindowReader reader(&origin, from, state);
+  int32_t run = state->eob_run;
+  const ZmcStatus status = DecodeRefine(reader, block, band, ac, &run, MaskAdvance{block, band, old, PositionOf});
+  state->eob_run = run;
+  reader.Save(state);
+  return status;
 }
 
 }  // namespace
