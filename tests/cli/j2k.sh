@@ -64,7 +64,8 @@ expect 2 "$zmc" encode odd.ppm a.j2k --style fast
 expect 2 "$zmc" encode odd.ppm a.j2k --progression XYZ
 expect 2 "$zmc" decode whole.j2k a.ppm --region 1,2,3
 expect 1 "$zmc" decode whole.j2k a.ppm --region 500,0,3,3
-expect 1 "$zmc" decode whole.j2k a.ppm --reduce 6
+expect 1 "$zmc" decode whole.j2k none.ppm --reduce 6
+[ ! -e none.ppm ] || fail "a picture of a resolution that there is not"
 
 # A JP2 file with a palette around a codestream of indices, and 10-bit samples.
 expect 0 "$zmc" encode grey.pgm index.j2k
