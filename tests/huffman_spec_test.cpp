@@ -73,7 +73,7 @@ TEST(HuffmanSpec, DecoderRecord) {
                                                 reinterpret_cast<ZmciDecodeHuffmanSpec_JPEG_8u*>(at)),
               zmcStatusOk);
     std::array<uint16_t, 256> values{};
-    std::array<uint32_t, 256> lookahead{};
+    std::array<uint16_t, 512> lookahead{};
     std::array<uint16_t, 52> limits{};  // mincode 17, maxcode 18, valptr 17
     uint32_t code = 0;
     for (int l = 1, i = 0; l <= 16; ++l, code *= 2) {
@@ -86,8 +86,12 @@ TEST(HuffmanSpec, DecoderRecord) {
       limits[17 + L] = n == 0 ? uint16_t{65535} : static_cast<uint16_t>(code + static_cast<uint32_t>(n) - 1);
       for (int j = 0; j < n; ++j, ++i, ++code) {
         values[static_cast<size_t>(i)] = table.values[i];
-        for (uint32_t k = 0; k < 256 && l <= 8; ++k) {
-          if (k >> (8 - l) == code) lookahead[k] = static_cast<uint32_t>(l) << 16 | table.values[i];
+        for (uint32_t k = 0; k < 512 && l <= 9; ++k) {
+          const bool shorter = l == 9 && lookahead[k] != 0;  // in an overfull table
+          const bool too_long = l + table.values[i] % 16 > 23;
+          if (k >> (9 - l) == code && !shorter && !too_long) {
+            lookahead[k] = static_cast<uint16_t>(table.values[i] << 8 | (l + table.values[i] % 16));
+          }
         }
       }
     }

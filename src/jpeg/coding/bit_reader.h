@@ -136,10 +136,10 @@ Symbol DecodeSymbol(Reader& reader, const DecodeSpec* spec) {
     if (const ZmcStatus s = reader.Fill(0); s < zmcStatusOk) return {s, 0};
     if (reader.count() < 8) return DecodeLongSymbol(reader, spec, 1);
   }
-  const uint32_t entry = spec->lookahead[reader.Peek(8)];
-  if (entry == 0) return DecodeLongSymbol(reader, spec, 9);
-  reader.Skip(static_cast<int>(entry >> 16));
-  return {zmcStatusOk, entry & 0xFF};
+  const FoundCode found(spec->lookahead[reader.Peek(8) << (kLookahead - 8)]);
+  if (!found.found() || found.length() > 8) return DecodeLongSymbol(reader, spec, 9);
+  reader.Skip(static_cast<int>(found.length()));
+  return {zmcStatusOk, found.symbol()};
 }
 
 // n bits, 1 to 15. *status is set when they had to be read: zmcStatusMarkerFound where that met a marker behind enough
@@ -154,6 +154,7 @@ uint32_t Receive(Reader& reader, int n, ZmcStatus* status) {
 }
 
 // A reader with those two as its own functions, as the block decoders call them; *origin is for readers that need one.
+// This one never finds anything beforehand: Look, TakeSymbol and TakeValue are the short cuts of WindowReader.
 template <class Reader>
 class Decoding : public Reader {
  public:
@@ -165,6 +166,14 @@ class Decoding : public Reader {
     origin->from = from;
   }
   void Save(DecodeState* state) const { Reader::Save(origin_->from, state); }
+  FoundCode Look(const DecodeSpec*) { return FoundCode(0); }
+  FoundCode LookAgain(const DecodeSpec*) { return FoundCode(0); }
+  uint32_t TakeSymbol(FoundCode) { return 0; }
+  template <int kLeast>
+  int32_t TakeValue(FoundCode) {
+    return 0;
+  }
+  Symbol DecodeOther(const DecodeSpec* spec) { return Decode(spec); }
   Symbol Decode(const DecodeSpec* spec) { return DecodeSymbol<Reader>(*this, spec); }
   uint32_t Receive(int n, ZmcStatus* status) { return zmcj::Receive<Reader>(*this, n, status); }
 

@@ -36,31 +36,62 @@ struct Outcome {
 // Walks one block's symbols; the block has been cleared.
 template <class Reader>
 [[gnu::always_inline]] inline Outcome DecodeBlock(Reader& reader, int16_t* block, int16_t* last_dc,
-                                                  const DecodeTables& tables) {
-  ZmcStatus status = zmcStatusOk;
-  Symbol symbol = reader.Decode(tables.dc);
-  if (symbol.status != zmcStatusOk) return {symbol.status, Stop::kDcSymbol};
-  if (const int size = symbol.value & 15; size != 0) {
-    const uint32_t bits = reader.Receive(size, &status);
-    if (status < zmcStatusOk) return {status, Stop::kBits};
-    *last_dc = static_cast<int16_t>(*last_dc + Extend(bits, size));
+                                                  const DecodeTables& pair) {
+  const DecodeTables tables = pair;  // which no store can alter
+  if (const FoundCode found = reader.Look(tables.dc); found.found()) [[likely]] {
+    *last_dc = static_cast<int16_t>(*last_dc + reader.template TakeValue<0>(found));
+  } else {
+    const Symbol symbol = reader.DecodeOther(tables.dc);
+    if (symbol.status != zmcStatusOk) return {symbol.status, Stop::kDcSymbol};
+    if (const int size = symbol.value & 15; size != 0) {
+      ZmcStatus status = zmcStatusOk;
+      const uint32_t bits = reader.Receive(size, &status);
+      if (status < zmcStatusOk) return {status, Stop::kBits};
+      *last_dc = static_cast<int16_t>(*last_dc + Extend(bits, size));
+    }
   }
   StoreSample(block, *last_dc);
 
-  for (uint32_t k = 1; k < 64; ++k) {
-    symbol = reader.Decode(tables.ac);
-    if (symbol.status != zmcStatusOk) return {symbol.status, Stop::kAcSymbol};
+  ZmcStatus status = zmcStatusOk;
+  size_t k = 1;
+  // Both tell whether positions remain.
+  const auto store = [&](int32_t value) {
+    if (k <= kLastStoredPosition) [[likely]]
+      StoreSample(block + kNaturalOrder[k], static_cast<int16_t>(value));
+    return ++k < 64;
+  };
+  const auto take = [&](FoundCode found) __attribute__((always_inline)) {
+    k += found.run();
+    const int32_t value = reader.template TakeValue<1>(found);
+    if (k >= 63) [[unlikely]]
+      return store(value);
+    StoreSample(block + kNaturalOrder[k++], static_cast<int16_t>(value));
+    return true;
+  };
+  do {
     status = zmcStatusOk;
-    const int size = symbol.value & 15;
+    FoundCode found = reader.Look(tables.ac);
+    if (found.size() != 0) [[likely]] {
+      if (!take(found)) break;
+      found = reader.LookAgain(tables.ac);
+      if (found.size() != 0) [[likely]] {
+        if (!take(found)) break;
+        continue;
+      }
+    }
+    const Symbol symbol = found.found() ? Symbol{zmcStatusOk, reader.TakeSymbol(found)} : reader.DecodeOther(tables.ac);
+    if (symbol.status != zmcStatusOk) return {symbol.status, Stop::kAcSymbol};
     k += symbol.value >> 4;
+    const int size = symbol.value & 15;
     if (size == 0) {
       if (symbol.value >> 4 != 15) break;
+      ++k;
       continue;
     }
     const uint32_t bits = reader.Receive(size, &status);
     if (status < zmcStatusOk) return {status, Stop::kBits};
-    if (k <= kLastStoredPosition) StoreSample(block + kNaturalOrder[k], static_cast<int16_t>(Extend(bits, size)));
-  }
+    if (!store(Extend(bits, size))) break;
+  } while (k < 64);
   return {status, Stop::kDone};
 }
 

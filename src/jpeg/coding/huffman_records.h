@@ -26,7 +26,7 @@ struct [[gnu::packed]] ZmciEncodeHuffmanState_JPEG_8u {
 
 struct [[gnu::packed]] ZmciDecodeHuffmanSpec_JPEG_8u {
   uint16_t values[256];     // symbols in the order of their codes
-  uint32_t lookahead[256];  // by the next 8 bits: (code length << 16) | symbol; 0: no code of up to 8 bits fits
+  uint16_t lookahead[512];  // by the next 9 bits: a FoundCode; 0: no code of up to 9 bits fits
   uint16_t mincode[17];     // by code length: code of the first symbol
   uint16_t maxcode[18];     // by code length: code of the last symbol; 65535: none
   uint16_t valptr[17];      // by code length: place of the first symbol in `values`
@@ -52,6 +52,30 @@ using DecodeState = ZmciDecodeHuffmanState_JPEG_8u;
 
 inline constexpr int kMaxCodeLength = 16;
 inline constexpr int kNoCode = 65535;  // in maxcode
+
+// A code of up to kLookahead bits and its symbol: what the decoder looks up. How many bits a symbol takes in all
+// decides where the next one begins, and everything waits for that: it stands ready in the lowest bits, where shifts
+// look.
+inline constexpr int kLookahead = 9;
+// Codes that take more with their bits, which no picture has, are left to the search by length: two found ones and the
+// next code fit into 56 bits.
+inline constexpr uint32_t kLongestFound = 23;
+class FoundCode {
+ public:
+  explicit constexpr FoundCode(uint32_t entry) : entry_(entry) {}
+  constexpr FoundCode(int length, uint32_t symbol)
+      : entry_(symbol << 8 | (static_cast<uint32_t>(length) + (symbol & 15))) {}
+  constexpr uint32_t entry() const { return entry_; }
+  constexpr bool found() const { return entry_ != 0; }
+  constexpr uint32_t symbol() const { return entry_ >> 8; }
+  constexpr uint32_t run() const { return entry_ >> 12; }
+  constexpr uint32_t size() const { return entry_ >> 8 & 15; }  // bits that follow the code
+  constexpr uint32_t total() const { return entry_ & 0xFF; }    // the code and those
+  constexpr uint32_t length() const { return total() - size(); }
+
+ private:
+  uint32_t entry_;
+};
 
 // Symbols with a meaning of their own (ISO/IEC 10918-1, F.1.2.2.1): the block ends in zeros; sixteen zeros.
 inline constexpr uint32_t kEndOfBlock = 0x00;
@@ -91,7 +115,7 @@ class MagnitudeTable {
       entries_[v + kReach] = {static_cast<uint16_t>(bits), static_cast<uint16_t>(category)};
     }
   }
-  constexpr const Magnitude* middle() const { return entries_ + kReach; }  // indexed by v
+  constexpr const Magnitude& operator[](ptrdiff_t v) const { return entries_[v + kReach]; }
 
  private:
   alignas(64) Magnitude entries_[2 * kReach] = {};

@@ -3,6 +3,7 @@
 
 #include "core/check.h"
 #include "core/memory.h"
+#include "jpeg/coding/bit_reader.h"
 #include "jpeg/coding/huffman_records.h"
 
 namespace zmcj {
@@ -62,11 +63,20 @@ ZmcStatus Build(const uint8_t* bits, const uint8_t* values, DecodeSpec* spec) {
     for (int i = begin; i < end; ++i) {
       spec->values[i] = values[i];
       if (length > 8) continue;
-      const uint32_t from = codes.code[i] << (8 - length), to = (codes.code[i] + 1) << (8 - length);
-      for (uint32_t k = from; k < to && k < 256; ++k) {
-        spec->lookahead[k] = static_cast<uint32_t>(length) << 16 | values[i];
-      }
+      const auto entry = static_cast<uint16_t>(FoundCode(length, values[i]).entry());
+      const int free_bits = kLookahead - length;
+      const uint32_t from = codes.code[i] << free_bits, to = (codes.code[i] + 1) << free_bits;
+      for (uint32_t k = from; k < to && k < 1 << kLookahead; ++k) spec->lookahead[k] = entry;
     }
+  }
+  // Codes of 9 bits come after all shorter ones and, as all longer ones, by comparison: it matters in an overfull
+  // table.
+  for (int k = 0; k < 1 << kLookahead; ++k) {
+    if (spec->lookahead[k] != 0 || !IsCode(spec, kLookahead, k)) continue;
+    const Symbol symbol = SymbolAt(spec, kLookahead, k);
+    const FoundCode found(kLookahead, symbol.value);
+    if (symbol.status != zmcStatusOk || found.total() > kLongestFound) continue;
+    spec->lookahead[k] = static_cast<uint16_t>(found.entry());
   }
   return zmcStatusOk;
 }

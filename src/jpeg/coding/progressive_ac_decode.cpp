@@ -43,20 +43,27 @@ template <class Reader>
   }
   ZmcStatus status = zmcStatusOk;
   for (int k = band.ss; k <= band.se; ++k) {
-    const Symbol symbol = reader.Decode(ac);
-    if (symbol.status != zmcStatusOk) return symbol.status;
-    const int r = static_cast<int>(symbol.value >> 4), size = symbol.value & 15;
-    if (size == 0 && r < 15) {
-      status = DecodeRun(reader, r, run);
-      if (status >= zmcStatusOk) --*run;
-      return status;
-    }
-    k += r;
     status = zmcStatusOk;
-    if (size == 0) continue;
-    const uint32_t bits = reader.Receive(size, &status);
-    if (status < zmcStatusOk) return status;
-    const int32_t value = Extend(bits, size);
+    int32_t value;
+    const FoundCode found = reader.Look(ac);
+    if (found.size() != 0) [[likely]] {
+      k += static_cast<int>(found.run());
+      value = reader.template TakeValue<1>(found);
+    } else {
+      const Symbol symbol = found.found() ? Symbol{zmcStatusOk, reader.TakeSymbol(found)} : reader.DecodeOther(ac);
+      if (symbol.status != zmcStatusOk) return symbol.status;
+      const int r = static_cast<int>(symbol.value >> 4), size = symbol.value & 15;
+      if (size == 0 && r < 15) {
+        status = DecodeRun(reader, r, run);
+        if (status >= zmcStatusOk) --*run;
+        return status;
+      }
+      k += r;
+      if (size == 0) continue;
+      const uint32_t bits = reader.Receive(size, &status);
+      if (status < zmcStatusOk) return status;
+      value = Extend(bits, size);
+    }
     if (k <= band.se) StoreSample(block + kNaturalOrder[k], static_cast<int16_t>(value << band.al));
   }
   return status;

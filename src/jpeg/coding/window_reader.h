@@ -20,9 +20,10 @@ class WindowReader {
  public:
   // What is needed near a marker, near the end and when all is done, kept apart from what every symbol needs.
   struct Origin {
-    Source from;
+    const Source* from;  // not a copy, which would wait for the caller's stores
     int marker;
     const uint8_t* start;  // where the bytes and the bits of the accumulator were last taken over
+    const uint8_t* limit;  // no 0xFF between the reader's next byte and this
     uint32_t accumulator;
     bool stuffed;  // a stuffed byte stands between the start and the window's end
   };
@@ -40,70 +41,117 @@ class WindowReader {
  public:
   // *origin is only for this reader and lives as long.
   [[gnu::always_inline]] WindowReader(Origin* origin, const Source& from, const DecodeState* state) : origin_(origin) {
-    origin->from = from;
+    origin->from = &from;
     Load(BitReader(from, state));
   }
 
   [[gnu::always_inline]] void Save(DecodeState* state) const {
-    const uint8_t* const at = next_ - (held_ - count_) / 8;
-    if (origin_->stuffed || origin_->marker != 0 || at - origin_->from.bytes < 4) [[unlikely]] {
+    const uint8_t* const at = next_ - (held_ - count()) / 8;
+    if (origin_->stuffed || origin_->marker != 0 || at - origin_->from->bytes < 4) [[unlikely]] {
       const WindowReader copy = *this;
       SaveOutOfLine(copy, state);
       return;
     }
     // As many of the last four bytes as are new.
-    const int bits = 8 * (at - origin_->start < 4 ? static_cast<int>(at - origin_->start) : 4);
+    const size_t read = static_cast<size_t>(at - origin_->start), most = Computed(4);
+    const size_t bits = 8 * (read < most ? read : most);
     const uint64_t fresh = LoadBigEndian32(at - 4) & ((uint64_t{1} << bits) - 1);
     state->accumulator = static_cast<uint32_t>(static_cast<uint64_t>(origin_->accumulator) << bits | fresh);
-    state->count = count_;
-    *origin_->from.position = static_cast<int>(at - origin_->from.bytes);
+    state->count = static_cast<int32_t>(count());
+    *origin_->from->position = static_cast<int>(at - origin_->from->bytes);
   }
 
   [[gnu::always_inline]] Symbol Decode(const DecodeSpec* spec) {
-    if (limit_ - next_ >= 8) [[likely]] {
+    const FoundCode found = Look(spec);
+    if (found.found()) [[likely]]
+      return {zmcStatusOk, TakeSymbol(found)};
+    return DecodeOther(spec);
+  }
+
+  // The next code where it is short and no marker or end is near. It is not used yet: TakeSymbol or TakeValue follow,
+  // or DecodeOther if none is found.
+  [[gnu::always_inline]] FoundCode Look(const DecodeSpec* spec) {
+    if (next_ < refill_end_) [[likely]] {
+      // The code stands in the window already: its look-up, for which all else waits, does not wait for the refill.
+      const FoundCode found = At(spec, window_);
       Refill();
-    } else if (!OutOfLine([](WindowReader& reader) { return reader.Reach(48); })) {
-      return OutOfLine([&](WindowReader& reader) { return DecodeByBytes(reader, spec); });
+      return found;
     }
-    CountFill(8);
-    const uint32_t entry = spec->lookahead[window_ >> 56];
-    if (entry == 0) [[unlikely]]
+    if (held_ < kAhead && !OutOfLine([](WindowReader& reader) { return reader.Reach(kAhead); })) return FoundCode(0);
+    return At(spec, window_);
+  }
+
+  // Look behind TakeValue: what Look has refilled is enough for two, and for the next code.
+  [[gnu::always_inline]] FoundCode LookAgain(const DecodeSpec* spec) {
+    if (next_ < refill_end_) [[likely]]
+      return At(spec, window_);
+    return Look(spec);
+  }
+
+  [[gnu::always_inline]] uint32_t TakeSymbol(FoundCode found) {
+    CountCode(found.length());
+    window_ <<= found.length();
+    held_ -= found.length();
+    return found.symbol();
+  }
+
+  // The symbol and the bits behind it at once, kLeast or more: the value that these stand for.
+  template <int kLeast>
+  [[gnu::always_inline]] int32_t TakeValue(FoundCode found) {
+    const uint32_t size = found.size();
+    const uint64_t behind = window_ << found.length();
+    window_ <<= found.entry() & 63;  // total()
+    held_ -= found.total();
+    // As CountCode and CountFill(size) and the use of both, in the four steps that can not be avoided: the next
+    // symbol's count waits for this one's.
+    const uint32_t filled = free_ & 7, filled_again = Computed(((free_ + found.length()) & 7) + size);
+    const uint32_t before = free_ > CodeLimit(found.length()) ? filled : free_;
+    const uint32_t after = Computed(before + found.total());
+    free_ = before > 32 - found.total() ? filled_again : after;
+    // As Extend, at the window's top.
+    const auto bits = static_cast<uint32_t>(kLeast > 0 ? behind >> (64 - size) : behind >> 1 >> (63 - size));
+    const uint32_t negative = static_cast<uint32_t>(behind >> 63) - 1;
+    return static_cast<int32_t>(bits - (negative & ((uint32_t{1} << size) - 1)));
+  }
+
+  // Where Look finds nothing.
+  [[gnu::always_inline]] Symbol DecodeOther(const DecodeSpec* spec) {
+    if (next_ < refill_end_) [[likely]]
+      Refill();
+    if (held_ >= kAhead) [[likely]]
       return DecodeLong(spec);
-    Use(static_cast<int>(entry >> 16));
-    return {zmcStatusOk, entry & 0xFF};
+    return OutOfLine([&](WindowReader& reader) { return DecodeByBytes(reader, spec); });
   }
 
   // As the function Receive.
   [[gnu::always_inline]] uint32_t Receive(int n, ZmcStatus* status) {
     if (held_ < 32) [[unlikely]] {
-      if (!OutOfLine([](WindowReader& reader) { return reader.Reach(32); }) && count_ < n) {
+      if (!OutOfLine([](WindowReader& reader) { return reader.Reach(32); }) && count() < static_cast<uint32_t>(n)) {
         const Received received = OutOfLine([&](WindowReader& reader) { return ReceiveByBytes(reader, n); });
         *status = received.status;
         return received.bits;
       }
     }
-    CountFill(n);
+    CountFill(static_cast<uint32_t>(n));
     const auto bits = static_cast<uint32_t>(window_ >> (64 - n));
-    Use(n);
+    Use(static_cast<uint32_t>(n));
     return bits;
   }
 
-  // Whether TakeSingles can be called: 16 bits, and 32 that BitReader may read behind any of them.
+  // Whether TakeSingles can be called.
   [[gnu::always_inline]] bool Ready() {
-    return held_ >= 48 || OutOfLine([](WindowReader& reader) { return reader.Reach(48); });
+    return held_ >= kAhead || OutOfLine([](WindowReader& reader) { return reader.Reach(kAhead); });
   }
   // n bits, up to 16, that BitReader takes one by one.
   uint32_t TakeSingles(int n) {
     const auto bits = static_cast<uint32_t>(window_ >> (64 - n));
-    Use(n);
-    // They ran out on the way: four bytes were read.
-    count_ += 32 & count_ >> 31;
+    UseSingles(static_cast<uint32_t>(n));
     return bits;
   }
 
  private:
   [[gnu::noinline]] static void SaveOutOfLine(const WindowReader& reader, DecodeState* state) {
-    reader.Bits().Save(reader.origin_->from, state);
+    reader.Bits().Save(*reader.origin_->from, state);
   }
 
   [[gnu::noinline]] static Symbol DecodeByBytes(WindowReader& reader, const DecodeSpec* spec) {
@@ -151,41 +199,73 @@ class WindowReader {
     const auto next16 = static_cast<uint32_t>(window_ >> 48);
     const int found = LongLength(spec, next16), length = found <= kMaxCodeLength ? found : kMaxCodeLength;
     CountFill(9);
-    Use(length);
-    // The bits ran out on the way: four bytes were read.
-    if (count_ < 0) count_ += 32;
+    UseSingles(static_cast<uint32_t>(length));
     if (found > kMaxCodeLength) [[unlikely]]
       return {zmcStatusBadHuffmanData, 0};
     return SymbolAt(spec, length, static_cast<int32_t>(next16 >> (16 - length)));
   }
 
-  // BitReader fills, until 25 or more bits are held, where it holds less than `need`; without a branch.
-  void CountFill(int need) { count_ += (32 - count_) & ~7 & (count_ - need) >> 31; }
+  static FoundCode At(const DecodeSpec* spec, uint64_t window) {
+    return FoundCode(spec->lookahead[window >> (64 - kLookahead)]);
+  }
 
-  void Use(int n) {
+  // `value`, computed in any case: the choice between two such is no branch, which would often be mispredicted.
+  static uint32_t Computed(uint32_t value) {
+#if defined(__GNUC__)
+    __asm__("" : "+r"(value));
+#endif
+    return value;
+  }
+
+  // Bits that BitReader would hold.
+  size_t count() const { return 32 - free_; }
+
+  // BitReader fills where it holds fewer than `need` bits: whole bytes, until fewer than eight bits are free.
+  [[gnu::always_inline]] void CountFill(uint32_t need) {
+    const uint32_t filled = Computed(free_ & 7);
+    if (free_ > 32 - need) free_ = filled;
+  }
+
+  // BitReader uses a code found: it fills where it holds fewer than 8 bits or than the code's.
+  [[gnu::always_inline]] void CountCode(uint32_t length) {
+    const uint32_t filled = free_ & 7;
+    if (free_ > CodeLimit(length)) free_ = filled;
+    free_ += length;
+  }
+  // 24, but 23 for a code of 9 bits.
+  static uint32_t CodeLimit(uint32_t length) { return 24 - ((length + 7) >> 4); }
+
+  [[gnu::always_inline]] void Use(uint32_t n) {
     window_ <<= n;
     held_ -= n;
-    count_ -= n;
+    free_ += n;
+  }
+
+  // Bits of which the last 8 or more are used one by one: where they run out on the way, four bytes are read.
+  [[gnu::always_inline]] void UseSingles(uint32_t n) {
+    Use(n);
+    free_ -= free_ > 32 ? 32 : 0;
   }
 
   // 56 or more bits, of which the last may be there twice, as it is read again.
-  void Refill() {
+  [[gnu::always_inline]] void Refill() {
     window_ |= LoadBigEndian64(next_) >> held_;
     next_ += (63 - held_) >> 3;
     held_ |= 56;
   }
 
-  // Whether `bits` can be held without meeting a marker or the end; moves limit_ where there is no 0xFF, else reads
-  // byte by byte.
-  [[gnu::noinline]] bool Reach(int bits) {
+  // Whether `bits` can be held without meeting a marker or the end; looks further for 0xFF and, where one is near,
+  // reads byte by byte.
+  [[gnu::noinline]] bool Reach(size_t bits) {
     if (origin_->marker != 0) return held_ >= bits;
-    const uint8_t* const end = origin_->from.bytes + origin_->from.length;
+    const uint8_t* const end = origin_->from->bytes + origin_->from->length;
     Scan();
-    if (limit_ - next_ >= 8) {
+    if (next_ < refill_end_) {
       Refill();
       return true;
     }
-    while (held_ < bits && next_ < end) {
+    // All that fits, so that this is seldom called.
+    while (held_ < 56 && next_ < end) {
       if (*next_ == 0xFF) {
         if (end - next_ < 2 || next_[1] != 0) break;
         ++next_;
@@ -197,36 +277,43 @@ class WindowReader {
       ++next_;
       held_ += 8;
     }
-    if (limit_ < next_) limit_ = next_;
+    if (origin_->limit < next_) origin_->limit = next_;
     return held_ >= bits;
   }
 
-  // Moves limit_ by up to 32 bytes.
+  // Looks for 0xFF in 32 bytes more.
   [[gnu::always_inline]] void Scan() {
-    const uint8_t* const end = origin_->from.bytes + origin_->from.length;
+    const uint8_t* const end = origin_->from->bytes + origin_->from->length;
+    const uint8_t* limit = origin_->limit;
 #if defined(__SSE2__)
-    if (end - limit_ >= 32) {
+    if (end - limit >= 32) [[likely]] {
       const __m128i ones = _mm_set1_epi8(-1);
       const auto found = [&](const uint8_t* at) {
         const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
         return static_cast<uint64_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, ones)));
       };
-      limit_ += std::countr_zero(found(limit_) | found(limit_ + 16) << 16 | uint64_t{1} << 32);
-      return;
-    }
+      limit += std::countr_zero(found(limit) | found(limit + 16) << 16 | uint64_t{1} << 32);
+    } else
 #endif
-    for (int words = 0; words < 4 && end - limit_ >= 8 && !HasByteFF(LoadBigEndian64(limit_)); ++words) limit_ += 8;
+    {
+      for (int words = 0; words < 4 && end - limit >= 8 && !HasByteFF(LoadBigEndian64(limit)); ++words) limit += 8;
+    }
+    origin_->limit = limit;
+    refill_end_ = limit - next_ >= 8 ? limit - 7 : next_;
   }
 
   [[gnu::always_inline]] void Load(const BitReader& bits) {
-    count_ = held_ = bits.count();
-    window_ = static_cast<uint64_t>(bits.accumulator()) << 32 << (32 - count_);
-    next_ = limit_ = origin_->from.bytes + bits.position();
+    held_ = static_cast<size_t>(bits.count());
+    free_ = static_cast<uint32_t>(32 - bits.count());
+    window_ = static_cast<uint64_t>(bits.accumulator()) << 32 << free_;
+    next_ = refill_end_ = origin_->limit = origin_->from->bytes + bits.position();
     origin_->marker = bits.marker();
     origin_->start = next_;
     origin_->accumulator = bits.accumulator();
     origin_->stuffed = false;
-    if (bits.marker() == 0) Scan();
+    if (bits.marker() != 0) return;
+    Scan();
+    if (next_ < refill_end_) Refill();
   }
 
   // The data byte that ends at `at`, which moves before it and its stuffing.
@@ -239,7 +326,7 @@ class WindowReader {
   // What BitReader would be by now.
   BitReader Bits() const {
     const uint8_t* at = next_;
-    for (int ahead = (held_ - count_) / 8; ahead > 0; --ahead) StepBack(&at);
+    for (size_t ahead = (held_ - count()) / 8; ahead > 0; --ahead) StepBack(&at);
     const uint8_t* before = at;
     uint32_t accumulator = 0;
     int bits = 0;
@@ -247,16 +334,20 @@ class WindowReader {
       accumulator |= static_cast<uint32_t>(StepBack(&before)) << bits;
     }
     if (bits < 32) accumulator |= origin_->accumulator << bits;
-    return BitReader(origin_->from, static_cast<int>(at - origin_->from.bytes), origin_->marker,
-                     HeldBits(accumulator, count_));
+    return BitReader(*origin_->from, static_cast<int>(at - origin_->from->bytes), origin_->marker,
+                     HeldBits(accumulator, static_cast<int>(count())));
   }
 
+  // What Look and TakeSingles need: 16 bits, and the 32 that BitReader may read behind any of them.
+  static constexpr size_t kAhead = 48;
+
   Origin* origin_;
-  uint64_t window_;       // the next bits at its top
-  int held_;              // valid bits in it
-  int count_;             // bits that BitReader would hold
-  const uint8_t* next_;   // the first byte that is not in the window
-  const uint8_t* limit_;  // no 0xFF between next_ and this
+  uint64_t window_;      // the next bits at its top
+  size_t held_;          // valid bits in it
+  uint32_t free_;        // bits that BitReader's accumulator would have free, of 32
+  const uint8_t* next_;  // the first byte that is not in the window
+  // Where next_ is before this, eight bytes without 0xFF follow and the window holds kLookahead bits or more.
+  const uint8_t* refill_end_;
 };
 
 }  // namespace zmcj
