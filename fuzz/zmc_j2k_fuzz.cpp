@@ -1,8 +1,7 @@
-// A JPEG 2000 file of any bytes: decoding ends, in bounds, with a picture or a Failure. What comes out goes through our
-// encoder, and lossless comes back the same. The first two bytes choose options.
+// A JPEG 2000 file of any bytes, or a sound one with bytes changed: decoding ends, in bounds, with a picture or a
+// Failure. What comes out goes through our encoder, and lossless comes back the same. The first two bytes choose.
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <vector>
 
 #include "failure.h"
@@ -12,8 +11,9 @@
 namespace {
 
 using Bytes = std::vector<uint8_t>;
+using zmc::PictureFormat;
 
-Bytes Decode(const Bytes& file, const zmc::j2k::DecodeOptions& options, zmc::PictureFormat* format) {
+Bytes Decode(const Bytes& file, const zmc::j2k::DecodeOptions& options, PictureFormat* format) {
   zmc::j2k::Decoder decoder(file, options);
   *format = decoder.format();
   Bytes picture;
@@ -24,7 +24,7 @@ Bytes Decode(const Bytes& file, const zmc::j2k::DecodeOptions& options, zmc::Pic
   return picture;
 }
 
-void RoundTrip(const Bytes& picture, const zmc::PictureFormat& format, uint8_t choice) {
+zmc::j2k::EncodeOptions OptionsFor(uint8_t choice) {
   zmc::j2k::EncodeOptions options;
   options.style = choice & 63;
   options.levels = choice % 7;
@@ -33,18 +33,31 @@ void RoundTrip(const Bytes& picture, const zmc::PictureFormat& format, uint8_t c
   options.jp2 = options.plt = options.tlm = (choice & 64) != 0;
   if ((choice & 32) != 0) options.tile_width = 17, options.tile_height = 29;
   if ((choice & 128) != 0) options.rates = {0.5, 2};
+  return options;
+}
+
+Bytes Encode(const Bytes& picture, const PictureFormat& format, const zmc::j2k::EncodeOptions& options) {
   zmc::j2k::MemorySink sink;
   const uint8_t* next = picture.data();
-  zmc::j2k::Encode(
-      format,
-      [&](void* row) {
-        std::memcpy(row, next, static_cast<size_t>(format.RowBytes()));
-        next += format.RowBytes();
-      },
-      options, sink);
-  zmc::PictureFormat again;
-  const Bytes back = Decode(sink.bytes, {}, &again);
-  if (back.size() != picture.size() || (!options.Lossy() && back != picture)) std::abort();
+  const auto read_row = [&](void* row) {
+    std::memcpy(row, next, static_cast<size_t>(format.RowBytes()));
+    next += format.RowBytes();
+  };
+  zmc::j2k::Encode(format, read_row, options, sink);
+  return std::move(sink.bytes);
+}
+
+// A codestream of a small picture in which every three bytes of the input change one: where, in two bytes, and how.
+Bytes Damaged(const uint8_t* data, size_t size, uint8_t choice) {
+  const PictureFormat format = {
+      .width = 37, .height = 23, .channels = 1 + choice % 4, .bits = choice % 3 == 0 ? 12 : 8};
+  Bytes picture(static_cast<size_t>(format.height * format.RowBytes()));
+  for (size_t i = 0; i < picture.size(); ++i) picture[i] = static_cast<uint8_t>(format.bits > 8 ? i % 16 : i * i / 97);
+  Bytes file = Encode(picture, format, OptionsFor(choice));
+  for (; size >= 3; data += 3, size -= 3) {
+    file[(static_cast<size_t>(data[0]) << 8 | data[1]) % file.size()] ^= data[2];
+  }
+  return file;
 }
 
 }  // namespace
@@ -57,13 +70,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   options.reduce = data[0] & 3;
   if ((data[0] & 4) != 0) options.layers = 1;
   if ((data[0] & 8) != 0) options.region = zmc::j2k::Rect{3, 5, 40, 30};
-  zmc::PictureFormat format;
+  const Bytes file = (data[0] & 16) != 0 ? Damaged(data + 2, size - 2, data[1]) : Bytes(data + 2, data + size);
+  PictureFormat format;
   Bytes picture;
   try {
-    picture = Decode(Bytes(data + 2, data + size), options, &format);
+    picture = Decode(file, options, &format);
   } catch (const zmc::Failure&) {
     return 0;
   }
-  if (format.width * format.height <= 64 * 64) RoundTrip(picture, format, data[1]);
+  if (format.width * format.height > 64 * 64) return 0;
+  const zmc::j2k::EncodeOptions encode = OptionsFor(data[1]);
+  PictureFormat again;
+  const Bytes back = Decode(Encode(picture, format, encode), {}, &again);
+  if (back.size() != picture.size() || (!encode.Lossy() && back != picture)) std::abort();
   return 0;
 }

@@ -60,6 +60,7 @@ OutputFile::~OutputFile() {
 }
 
 void OutputFile::Write(const void* data, size_t size) {
+  if (size == 0) return;  // an empty vector's data may be null, which fwrite does not take
   if (std::fwrite(data, 1, size, stream_) != size) FailSystem(path_);
   position_ += static_cast<int64_t>(size);
 }

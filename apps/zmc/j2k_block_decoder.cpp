@@ -57,6 +57,30 @@ int BlockFlags(int style) {
   return flags;
 }
 
+void BlockDecoder::Join(const BlockInput& block) {
+  joined_.clear();
+  for (const Bytes& chunk : block.chunks) joined_.insert(joined_.end(), chunk.begin(), chunk.end());
+  lengths_ = block.segment_lengths;
+}
+
+// Encoders leave out raw bytes that end in ones: a decoder reads ones behind the end. The library's check of raw
+// segments counts bytes, so it gets the longest ending that may be left out.
+void BlockDecoder::FillRawSegments(int style) {
+  filled_.clear();
+  auto next = joined_.begin();
+  int pass = 0;
+  for (uint32_t& length : lengths_) {
+    filled_.insert(filled_.end(), next, next + length);
+    next += length;
+    if (pass >= 10 && (pass - 10) % 3 < 2) {
+      filled_.insert(filled_.end(), {0xFF, 0x7F});
+      length += 2;
+    }
+    pass = SegmentEnd(style, pass);
+  }
+  joined_.swap(filled_);
+}
+
 bool BlockDecoder::Decode(const BlockInput& block, const ComponentParameters& parameters, int fraction_bits,
                           Plane& plane) {
   if (block.passes == 0) return true;
@@ -67,22 +91,24 @@ bool BlockDecoder::Decode(const BlockInput& block, const ComponentParameters& pa
   work_.resize(std::max(work_.size(), size_t{work_bytes}));
   coefficients_.resize(
       std::max(coefficients_.size(), static_cast<size_t>(size.width) * static_cast<size_t>(size.height)));
+  const int style = parameters.coding.style;
   const uint8_t* data = block.chunks.empty() ? work_.data() : block.chunks[0].data();
-  if (block.chunks.size() > 1) {
-    joined_.clear();
-    for (const Bytes& chunk : block.chunks) joined_.insert(joined_.end(), chunk.begin(), chunk.end());
-    data = joined_.data();
+  const std::vector<uint32_t>* lengths = &block.segment_lengths;
+  if (block.chunks.size() > 1 || (style & kBypass) != 0) {
+    Join(block);
+    if ((style & kBypass) != 0) FillRawSegments(style);
+    data = joined_.empty() ? work_.data() : joined_.data();
+    lengths = &lengths_;
   }
   // Decoded one plane higher, so that the half step below the last plane has a bit too.
   const int half = block.planes < kMaxPlanes ? 1 : 0;
-  const int style = parameters.coding.style;
   int flags = BlockFlags(style) | kConceal | kKeepHalfStep;
   // Only where every pass ends a segment is the last one present sure to be terminated.
   if ((style & kTermall) != 0 && (style & kPredictable) != 0) flags |= kCheckTermination;
   const ZmcStatus status = zmciDecodeCodeBlock_JPEG2K_1u32s_C1R(
       data, coefficients_.data(), size.width * 4, size, block.band->orientation, block.planes + half,
-      std::min(block.passes, 3 * block.planes - 2), block.segment_lengths.data(),
-      static_cast<uint32_t>(block.segment_lengths.size()), flags, nullptr, work_.data());
+      std::min(block.passes, 3 * block.planes - 2), lengths->data(), static_cast<uint32_t>(lengths->size()), flags,
+      nullptr, work_.data());
 
   const Band& band = *block.band;
   const int64_t x = band.plane_x + block.rect.x0 - band.rect.x0;

@@ -19,8 +19,12 @@ class BlockDecoder {
   bool Decode(const BlockInput& block, const ComponentParameters& parameters, int fraction_bits, Plane& plane);
 
  private:
+  void Join(const BlockInput& block);
+  void FillRawSegments(int style);
+
   std::vector<uint8_t> work_;
-  std::vector<uint8_t> joined_;
+  std::vector<uint8_t> joined_, filled_;
+  std::vector<uint32_t> lengths_;
   std::vector<int32_t> coefficients_;
 };
 

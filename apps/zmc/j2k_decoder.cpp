@@ -50,6 +50,9 @@ Decoder::Decoder(Bytes file, const DecodeOptions& options)
       output_(codestream_.size, container_, options.reduce, options.region),
       report_(codestream_.report) {
   CheckSize(codestream_.size, output_.format(), file.size(), options.free_samples);
+  for (const ComponentParameters& c : codestream_.defaults.components) {
+    if (options.reduce > c.coding.levels) throw Failure("JPEG 2000: the picture has fewer resolutions");
+  }
 }
 
 int64_t Decoder::ProgressSteps() const {
@@ -79,7 +82,7 @@ void Decoder::DecodeTile(int64_t column, int64_t row, const Rect& band, uint8_t*
 
   for (TileComponent& component : tile.components) {
     const int resolution = component.levels() - options_.reduce;
-    if (resolution < 0) throw Failure("JPEG 2000: the picture has fewer resolutions");
+    if (resolution < 0) throw Failure("it has fewer resolutions");
     const Rect& rect = component.resolutions[static_cast<size_t>(resolution)].rect;
     out.rects.push_back(rect);
     const bool shown = output_.Shows(static_cast<int>(out.planes.size())) && !rect.empty();
@@ -120,6 +123,7 @@ void Decoder::DecodeTile(int64_t column, int64_t row, const Rect& band, uint8_t*
 void Decoder::Decode(const std::function<void(const void*)>& write_row, const std::function<void(int64_t)>& advance) {
   const ImageSize& size = codestream_.size;
   std::vector<uint8_t> pixels;
+  std::mutex mutex;  // of the report
   for (int64_t row = 0; row < size.TilesHigh(); ++row) {
     // The pixels of a whole row of tiles, as far as they are asked for.
     Rect band = output_.area();
@@ -138,7 +142,6 @@ void Decoder::Decode(const std::function<void(const void*)>& write_row, const st
         report = failure.what();
       }
       if (report.empty()) return;
-      static std::mutex mutex;
       const std::lock_guard lock(mutex);
       if (report_.empty()) report_ = "tile " + std::to_string(row * size.TilesWide() + column) + ": " + report;
     });

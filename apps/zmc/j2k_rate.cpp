@@ -89,13 +89,6 @@ void RateControl::FillToDistortion(size_t layer, double distortion) {
   Assign(layer, low);
 }
 
-void RateControl::FillWithAll(size_t layer) {
-  for (EncodedBlock& block : blocks_) {
-    block.layer_ends.resize(layer + 1);
-    block.layer_ends[layer] = static_cast<int>(block.passes.size());
-  }
-}
-
 int64_t RateControl::TotalLength() const {
   int64_t sum = 0;
   for (const EncodedBlock& block : blocks_) sum += static_cast<int64_t>(block.bytes.size());

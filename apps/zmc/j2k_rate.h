@@ -18,8 +18,6 @@ class RateControl {
   void FillToLength(size_t layer, int64_t bytes);
   // ... so that they remove at least `distortion` in all, or everything there is.
   void FillToDistortion(size_t layer, double distortion);
-  // ... everything.
-  void FillWithAll(size_t layer);
 
   int64_t TotalLength() const;
   double TotalDistortion() const;

@@ -223,23 +223,27 @@ double TileEncoder::ThresholdForError(double error) const {
   return std::exp2(std::floor(std::log2(std::sqrt(3 * error / coefficients))) - 1);
 }
 
-// Headers of packets take from the layers' bytes what they need. That is known when they are written, so: written
-// again with the difference, a few times, and then until it fits.
+// Headers of packets take from the layers' bytes what they need, which is known when they are written: so they are
+// written again with codewords in proportion, a few times, and then with less and less until it fits.
 Packets TileEncoder::FillLayers(RateControl& control, const std::vector<int64_t>& targets) {
-  constexpr int kRefinements = 4;
-  std::vector<int64_t> bodies = targets;
+  constexpr int kRefinements = 4, kAttempts = 40;
+  constexpr double kLess = 0.9995;
+  std::vector<double> bodies(targets.begin(), targets.end());
   for (int attempt = 0;; ++attempt) {
-    for (size_t layer = 0; layer < targets.size(); ++layer) control.FillToLength(layer, bodies[layer]);
+    for (size_t layer = 0; layer < targets.size(); ++layer) {
+      control.FillToLength(layer, static_cast<int64_t>(bodies[layer]));
+    }
     Packets packets = WritePackets(tile_, parameters_, blocks_);
     bool fits = true;
     int64_t total = 0;
     for (size_t layer = 0; layer < targets.size(); ++layer) {
       total += packets.layer_lengths[layer];
-      const int64_t excess = total - targets[layer];
-      fits &= excess <= 0;
-      bodies[layer] -= attempt < kRefinements ? excess : 2 * std::max<int64_t>(0, excess);
+      fits &= total <= targets[layer];
+      const double proportion = static_cast<double>(std::max<int64_t>(0, targets[layer])) / static_cast<double>(total);
+      if (attempt < kRefinements) bodies[layer] *= proportion;
+      if (attempt >= kRefinements && proportion < 1) bodies[layer] *= kLess * proportion;
     }
-    if (attempt >= kRefinements && (fits || attempt > 4 * kRefinements)) return packets;
+    if ((fits && attempt >= kRefinements) || attempt == kAttempts) return packets;
   }
 }
 

@@ -242,6 +242,7 @@ std::vector<QuantTable> QuantTablesOf(const JpegFile& file) {
     }
   }
   std::vector<QuantTable> tables;
+  tables.reserve(found.size());
   for (const std::optional<QuantTable>& table : found) {
     // A component none of whose scans arrived is flat: any table will do.
     tables.push_back(table ? *table : found[0] ? *found[0] : throw Failure("a quantisation table is missing"));

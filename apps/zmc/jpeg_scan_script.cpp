@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <numeric>
 
 #include "failure.h"
 
@@ -20,8 +21,8 @@ Scan ScanOf(const std::vector<int>& components, Band band, Colour colour) {
 }
 
 std::vector<int> All(const Frame& frame) {
-  std::vector<int> all;
-  for (int i = 0; i < static_cast<int>(frame.components.size()); ++i) all.push_back(i);
+  std::vector<int> all(frame.components.size());
+  std::iota(all.begin(), all.end(), 0);
   return all;
 }
 

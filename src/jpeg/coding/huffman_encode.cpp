@@ -146,39 +146,54 @@ namespace zmcj::HWY_NAMESPACE {
 #if ZMCJ_VECTOR_LEVEL
 namespace {
 
+// Keeps an address in a register where the compiler would form it anew for every use.
+template <class T>
+HWY_INLINE const T* InRegister(const T* address) {
+  __asm__("" : "+r"(address));
+  return address;
+}
+
 // From one non-zero coefficient to the next. The sink says whether to go on. `kByTable`: all are in kMagnitudes.
 template <bool kByTable, class Sink>
 ZMCJ_BIT_INSTRUCTIONS HWY_INLINE bool WalkMask(const int16_t* block, uint64_t mask, Sink& sink) {
-  int64_t last = 0;
-  for (; mask != 0; mask &= mask - 1) {
-    const int64_t k = std::countr_zero(mask);
-    int64_t run = k - last;  // and one more
-    last = k;
-    if (run > 16) [[unlikely]] {
-      for (; run > 16; run -= 16) {
+  const uint8_t* const natural_order = InRegister(kNaturalOrder);
+  const Magnitude* const magnitudes = InRegister(kMagnitudes.middle());
+  uint64_t next = 1;
+  while (mask != 0) {
+    const auto k = static_cast<uint64_t>(std::countr_zero(mask));
+    mask &= mask - 1;
+    uint64_t run = k - next;
+    next = k + 1;
+    if (run > 15) [[unlikely]] {
+      for (; run > 15; run -= 16) {
         if (!sink.Ac(kZeroRun16, 0, 0)) return false;
       }
     }
-    const int64_t v = LoadSample<int16_t>(block + kNaturalOrder[k]);
+    const int64_t v = LoadSample<int16_t>(block + natural_order[k]);
     if constexpr (kByTable) {
-      const Magnitude& m = kMagnitudes[v];
-      if (!sink.AcWithCode(run * 16 - 16 + m.category, m.appended, m.category)) return false;
+      const Magnitude& m = magnitudes[v];
+      if (!sink.AcWithCode(run, m.appended, m.category)) return false;
     } else {
       const int category = MagnitudeCategory(static_cast<int32_t>(v));
-      const uint32_t symbol = static_cast<uint32_t>(run * 16 - 16 + category);
+      const uint32_t symbol = static_cast<uint32_t>(run) * 16 + static_cast<uint32_t>(category);
       if (!sink.Ac(symbol, AppendedBits(static_cast<int32_t>(v), category), category)) return false;
     }
   }
-  return last == 63 || sink.Ac(kEndOfBlock, 0, 0);
+  return next == 64 || sink.Ac(kEndOfBlock, 0, 0);
+}
+
+template <bool kByTable, class Sink>
+ZMCJ_BIT_INSTRUCTIONS HWY_INLINE bool WalkBlock(const int16_t* block, int16_t* last_dc, Sink& sink) {
+  const uint64_t mask = NonZeroMask(block) & ~uint64_t{1};
+  const int32_t difference = NextDifference(block, last_dc);
+  const int dc_category = MagnitudeCategory(difference);
+  if (!sink.Dc(static_cast<uint32_t>(dc_category), AppendedBits(difference, dc_category), dc_category)) return false;
+  return WalkMask<kByTable>(block, mask, sink);
 }
 
 template <class Sink>
 ZMCJ_BIT_INSTRUCTIONS HWY_INLINE bool Walk(const int16_t* block, int16_t* last_dc, Sink& sink) {
-  const int32_t difference = NextDifference(block, last_dc);
-  const int dc_category = MagnitudeCategory(difference);
-  if (!sink.Dc(static_cast<uint32_t>(dc_category), AppendedBits(difference, dc_category), dc_category)) return false;
-  const uint64_t mask = NonZeroMask(block) & ~uint64_t{1};
-  return AllInMagnitudeTable(block) ? WalkMask<true>(block, mask, sink) : WalkMask<false>(block, mask, sink);
+  return AllInMagnitudeTable(block) ? WalkBlock<true>(block, last_dc, sink) : WalkBlock<false>(block, last_dc, sink);
 }
 
 struct PackedSink {
@@ -191,12 +206,14 @@ struct PackedSink {
     return true;
   }
   // The symbol is below 256. The halves of its entry are loaded apart.
-  HWY_INLINE bool AcWithCode(int64_t symbol, uint64_t appended, unsigned category) {
-    const uint32_t* const entry = tables.ac->entries + symbol;
-    const auto length = LoadSample<uint16_t>(reinterpret_cast<const uint8_t*>(entry) + 2);
-    if (length == 0) return false;
-    const uint64_t code = LoadSample<uint16_t>(entry);
-    writer.Put(code << category | appended, static_cast<int>(length + category));
+  HWY_INLINE bool AcWithCode(uint64_t run, uint64_t appended, unsigned category) {
+    const auto* const entries = reinterpret_cast<const uint8_t*>(tables.ac);
+    const uint64_t at = run * 64 + uint64_t{category} * 4;
+    const int length = LoadSample<uint16_t>(entries + at + 2);
+    if (length == 0) [[unlikely]]
+      return false;
+    const uint64_t code = LoadSample<uint16_t>(entries + at);
+    writer.Put(code << category | appended, length + static_cast<int>(category));
     return true;
   }
   HWY_INLINE bool Dc(uint32_t symbol, uint32_t appended, int category) {
@@ -207,14 +224,29 @@ struct PackedSink {
   }
 };
 
-ZMCJ_BIT_INSTRUCTIONS ZmcStatus Encode(const int16_t* block, const Destination& to, int16_t* last_dc,
-                                       const EncodeTables& tables, EncodeState* state) {
-  if (!PackedWriter::HasRoom(to)) return EncodeReference(block, to, last_dc, tables, state);
+template <bool kByTable>
+ZMCJ_BIT_INSTRUCTIONS HWY_INLINE ZmcStatus EncodePacked(const int16_t* block, const Destination& to, int16_t* last_dc,
+                                                        const EncodeTables& tables, EncodeState* state) {
   PackedSink sink{PackedWriter(to, state), tables};
-  const bool coded = Walk(block, last_dc, sink);
+  const bool coded = WalkBlock<kByTable>(block, last_dc, sink);
   sink.writer.Flush();
   sink.writer.Save(state);
   return coded ? zmcStatusOk : zmcStatusBadHuffmanTable;
+}
+
+// Apart, so that what 8-bit pictures have keeps the registers for itself.
+ZMCJ_BIT_INSTRUCTIONS HWY_NOINLINE ZmcStatus EncodeRare(const int16_t* block, const Destination& to, int16_t* last_dc,
+                                                        const EncodeTables& tables, EncodeState* state) {
+  if (!PackedWriter::HasRoom(to)) return EncodeReference(block, to, last_dc, tables, state);
+  return EncodePacked<false>(block, to, last_dc, tables, state);
+}
+
+ZMCJ_BIT_INSTRUCTIONS ZmcStatus Encode(const int16_t* block, const Destination& to, int16_t* last_dc,
+                                       const EncodeTables& tables, EncodeState* state) {
+  if (!PackedWriter::HasRoom(to) || !AllInMagnitudeTable(block)) [[unlikely]] {
+    return EncodeRare(block, to, last_dc, tables, state);
+  }
+  return EncodePacked<true>(block, to, last_dc, tables, state);
 }
 
 // Codes that the table lacks have no bits.
@@ -231,8 +263,8 @@ struct PackedDirectSink {
   HWY_INLINE bool Ac(uint32_t symbol, uint32_t appended, int category) {
     return Put(AcEntry(tables.ac, symbol), appended, category);
   }
-  HWY_INLINE bool AcWithCode(int64_t symbol, uint32_t appended, int category) {
-    return Put(tables.ac->entries[symbol], appended, category);
+  HWY_INLINE bool AcWithCode(uint64_t run, uint32_t appended, int category) {
+    return Put(tables.ac->entries[run * 16 + static_cast<unsigned>(category)], appended, category);
   }
 };
 
@@ -252,8 +284,8 @@ struct VectorCountingSink {
   CountingSink counts;
   HWY_INLINE bool Dc(uint32_t symbol, uint32_t, int) { return counts.Dc(symbol, 0, 0) == zmcStatusOk; }
   HWY_INLINE bool Ac(uint32_t symbol, uint32_t, int) { return counts.Ac(symbol, 0, 0) == zmcStatusOk; }
-  HWY_INLINE bool AcWithCode(int64_t symbol, uint64_t, unsigned) {
-    ++counts.ac_counts[symbol];
+  HWY_INLINE bool AcWithCode(uint64_t run, uint64_t, unsigned category) {
+    ++counts.ac_counts[run * 16 + category];
     return true;
   }
 };

@@ -115,7 +115,7 @@ class MagnitudeTable {
       entries_[v + kReach] = {static_cast<uint16_t>(bits), static_cast<uint16_t>(category)};
     }
   }
-  constexpr const Magnitude& operator[](ptrdiff_t v) const { return entries_[v + kReach]; }
+  constexpr const Magnitude* middle() const { return entries_ + kReach; }  // indexed by v
 
  private:
   alignas(64) Magnitude entries_[2 * kReach] = {};

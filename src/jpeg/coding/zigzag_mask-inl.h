@@ -86,17 +86,58 @@ HWY_INLINE uint64_t MaskEqual(const ZigzagBytes& bytes, uint8_t value) {
 
 HWY_INLINE VWords Row(const int16_t* block, int row) { return hn::LoadU(Words(), block + 8 * row); }
 
+#if HWY_TARGET == HWY_AVX2
+// For 32 positions of the zigzag order: where each position's coefficient stands in a register of four packed rows, of
+// which rows 0 and 2 are in the lower lane and rows 1 and 3 in the upper one. The sources are the first four rows, the
+// same with the lanes exchanged, and likewise the last four.
+struct WideZigzagShuffles {
+  constexpr WideZigzagShuffles() {
+    for (int k = 0; k < 64; ++k) {
+      const int row = kNaturalOrder[k] / 8, column = kNaturalOrder[k] % 8, lane = k / 16 % 2;
+      const int source = row / 4 * 2 + (row % 2 != lane ? 1 : 0);
+      for (int s = 0; s < 4; ++s) {
+        index[k / 32][s][k % 32] = static_cast<uint8_t>(s == source ? row / 2 % 2 * 8 + column : 0x80);
+      }
+    }
+  }
+  alignas(32) uint8_t index[2][4][32] = {};
+};
+inline constexpr WideZigzagShuffles kWideZigzagShuffles;
+
+template <int kHalf>
+HWY_INLINE uint64_t ZeroMask(const __m256i (&source)[4]) {
+  const auto positions = [&](int s) HWY_ATTR {
+    const auto* const index = reinterpret_cast<const __m256i*>(kWideZigzagShuffles.index[kHalf][s]);
+    return _mm256_shuffle_epi8(source[s], _mm256_load_si256(index));
+  };
+  const __m256i all =
+      _mm256_or_si256(_mm256_or_si256(positions(0), positions(1)), _mm256_or_si256(positions(2), positions(3)));
+  return static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(all, _mm256_setzero_si256())));
+}
+
+// Bit k: the coefficient at zigzag position k is not zero.
+HWY_INLINE uint64_t NonZeroMask(const int16_t* block) {
+  const auto* const rows = reinterpret_cast<const __m256i*>(block);
+  const __m256i first = _mm256_packs_epi16(_mm256_loadu_si256(rows), _mm256_loadu_si256(rows + 1));
+  const __m256i last = _mm256_packs_epi16(_mm256_loadu_si256(rows + 2), _mm256_loadu_si256(rows + 3));
+  const __m256i source[4] = {first, _mm256_permute2x128_si256(first, first, 1), last,
+                             _mm256_permute2x128_si256(last, last, 1)};
+  return ~(ZeroMask<0>(source) | ZeroMask<1>(source) << 32);
+}
+#else
 // Bit k: the coefficient at zigzag position k is not zero.
 HWY_INLINE uint64_t NonZeroMask(const int16_t* block) {
   return ~MaskEqual(ToZigzag(PackRows(Row(block, 0), Row(block, 1)), PackRows(Row(block, 2), Row(block, 3)),
                              PackRows(Row(block, 4), Row(block, 5)), PackRows(Row(block, 6), Row(block, 7))),
                     0);
 }
+#endif
 
 // Whether every coefficient has an entry in kMagnitudes.
 HWY_INLINE bool AllInMagnitudeTable(const int16_t* block) {
   const hn::CappedTag<int16_t, 16> d;
   auto outside = hn::Zero(d);
+  ZMCJ_UNROLL
   for (size_t i = 0; i < 64; i += hn::Lanes(d)) {
     outside = hn::Or(outside, hn::Add(hn::LoadU(d, block + i), hn::Set(d, MagnitudeTable::kReach)));
   }
