@@ -23,7 +23,7 @@ constexpr std::array<double, 8> kCos = {1.0,
                                         0.19509032201612826785};
 
 // The four groups of a row; an entry j stands for cos(|j| pi/16) with the sign of j.
-using Pattern = std::array<int8_t, 32>;
+using Pattern = std::array<int, 32>;
 constexpr Pattern kForwardPattern = {4, 4, -6, -2, 4,  -4, -2, 6,   //
                                      4, 4, 2,  6,  -4, 4,  -6, 2,   //
                                      1, 3, -1, -5, -3, -7, 5,  -7,  //
@@ -40,6 +40,7 @@ constexpr RowTables MakeRowTables(const Pattern& pattern) {
     for (size_t i = 0; i < 32; ++i) {
       const int j = pattern[i];
       const double magnitude = 32768 * kCos[kRowFactor[row]] * kCos[static_cast<size_t>(j < 0 ? -j : j)];
+      // std::lround is not constexpr; the magnitude is positive. NOLINTNEXTLINE(bugprone-incorrect-roundings)
       const int rounded = static_cast<int>(magnitude + 0.5);
       tables[RowTableIndex(row, i / 8) + i % 8] = static_cast<int16_t>(j < 0 ? -rounded : rounded);
     }
