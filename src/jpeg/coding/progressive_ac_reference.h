@@ -74,7 +74,7 @@ struct Coefficient {
 template <class Sink>
 ZmcStatus PutRun(Sink& sink, int32_t* run) {
   if (*run == 0) return zmcStatusOk;
-  const int n = std::bit_width(static_cast<uint32_t>(*run)) - 1;
+  const int n = static_cast<int>(std::bit_width(static_cast<uint32_t>(*run))) - 1;
   if (n > 14) return zmcStatusBadHuffmanData;
   if (ZmcStatus s = sink.Code(static_cast<uint32_t>(n) << 4)) return s;
   if (ZmcStatus s = sink.Bits(static_cast<uint32_t>(*run) & ((1u << n) - 1), n)) return s;
@@ -97,7 +97,7 @@ ZmcStatus CodeFirstReference(const int16_t* block, const Band& band, EncodeState
       for (; r > 15; r -= 16) {
         if (ZmcStatus s = sink.Code(kZeroRun16)) return s;
       }
-      const int size = std::bit_width(c.magnitude);
+      const int size = static_cast<int>(std::bit_width(c.magnitude));
       if (size > kMaxAcCategory) return zmcStatusBadHuffmanData;
       if (ZmcStatus s = sink.Code(static_cast<uint32_t>(r * 16 + size))) return s;
       if (ZmcStatus s = sink.Bits(c.negative ? ~c.magnitude : c.magnitude, size)) return s;
