@@ -11,5 +11,5 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
-# The cross compiler's own run-time libraries stand outside the loader's search path.
-set(CMAKE_CROSSCOMPILING_EMULATOR env;LD_LIBRARY_PATH=/usr/i686-linux-gnu/lib)
+# Programs run under the cross compiler's own loader: its C library does not work under another version's.
+set(CMAKE_CROSSCOMPILING_EMULATOR /usr/i686-linux-gnu/lib/ld-linux.so.2;--library-path;/usr/i686-linux-gnu/lib)
