@@ -53,7 +53,7 @@ TEST(RawCoder, StuffsPadsAndChecks) {
     end = packer.Terminate(end);
     out.resize(static_cast<size_t>(end - out.data()));
     // A byte of ones, then one with a stuffed 0, then plain ones.
-    ASSERT_EQ(out.size(), n <= 8 ? (n + 7u) / 8 : 1 + (n - 8 + 1 + 7u) / 8);
+    ASSERT_EQ(end - out.data(), n <= 8 ? (n + 7) / 8 : 1 + (n - 8 + 1 + 7) / 8);
     RawReader reader(out.data(), end - out.data());
     for (int i = 0; i < n; ++i) ASSERT_EQ(reader.Bit(), bit(i));
     EXPECT_FALSE(reader.EndFault()) << n;
