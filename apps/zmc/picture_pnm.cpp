@@ -23,7 +23,7 @@ class PnmReader : public PictureReader {
     maximum_ = ReadNumber(65535);
     // Exactly one byte of white space: the next may be a sample.
     if (!IsSpace(std::fgetc(file_.get()))) Bad();
-    format_.bits = std::bit_width(maximum_);
+    format_.bits = static_cast<int>(std::bit_width(maximum_));
     file_row_.resize(static_cast<size_t>(format_.width * format_.channels * (maximum_ > 255 ? 2 : 1)));
   }
 
