@@ -7,14 +7,6 @@
 #define ZMCJ_MCU_VECTOR_INL_H
 #endif
 
-// The loops over halves and rows of a register are to vanish: g++ keeps them at -O2.
-#undef ZMCJ_UNROLL
-#if defined(__clang__)
-#define ZMCJ_UNROLL _Pragma("unroll")
-#else
-#define ZMCJ_UNROLL _Pragma("GCC unroll 8")
-#endif
-
 HWY_BEFORE_NAMESPACE();
 namespace zmcj::HWY_NAMESPACE {
 #if ZMCJ_VECTOR_LEVEL
