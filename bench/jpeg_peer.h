@@ -95,12 +95,12 @@ class PeerCoefficients {
   PeerCoefficients(const PeerCoefficients&) = delete;
   PeerCoefficients& operator=(const PeerCoefficients&) = delete;
 
-  void Write(bool progressive, bool optimise) {
+  void Write(bool progressive, bool optimise, std::vector<uint8_t>& out) {
     jpeg_compress_struct c;
     c.err = &error_;
     jpeg_create_compress(&c);
-    unsigned long size = buffer_.size();
-    unsigned char* bytes = buffer_.data();
+    unsigned long size = out.size();
+    unsigned char* bytes = out.data();
     jpeg_mem_dest(&c, &bytes, &size);
     jpeg_copy_critical_parameters(&d_, &c);
     if (progressive) jpeg_simple_progression(&c);
@@ -114,7 +114,6 @@ class PeerCoefficients {
   jpeg_decompress_struct d_;
   jpeg_error_mgr error_;
   jvirt_barray_ptr* arrays_;
-  std::vector<unsigned char> buffer_ = std::vector<unsigned char>(8 << 20);
 };
 
 }  // namespace zmcj::bench
