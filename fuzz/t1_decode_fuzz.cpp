@@ -45,7 +45,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t n) {
 
   std::vector<int32_t> first;
   ZmcStatus first_status = zmcStatusOk;
-  for (const Level level : {Level::kScalar, Level::kSse4, Level::kAvx2, Level::kNeon}) {
+  for (const Level level : {Level::kScalar, Level::kSse4, Level::kAvx2, Level::kAvx512, Level::kNeon}) {
     if (!zmcj::Supported(level)) continue;
     zmcj::UseLevel(level);
     std::vector<int32_t> dst(static_cast<size_t>(size.width) * static_cast<size_t>(size.height));

@@ -14,8 +14,15 @@
 #define HWY_DISABLE_F16C
 // Highway 1.0.3 takes its AVX2 for broken on 32-bit x86; without FMA and BMI2 it compiles and is tested here.
 #define HWY_BROKEN_TARGETS 0
-// SSSE3 is as fast as SSE4 here, and AVX-512 waits until it can be tested.
-#define HWY_DISABLED_TARGETS (HWY_SSSE3 | HWY_AVX3 | HWY_AVX3_DL | HWY_SVE | HWY_SVE2 | HWY_SVE_256 | HWY_SVE2_128)
+// AVX-512 is compiled for the families that gain by it: their files define ZMCJ_WANT_AVX512 before they include this.
+#if defined(ZMCJ_WANT_AVX512) && defined(__x86_64__)
+#define ZMCJ_DISABLED_AVX512 0
+#else
+#define ZMCJ_DISABLED_AVX512 HWY_AVX3
+#endif
+// SSSE3 is as fast as SSE4 here.
+#define HWY_DISABLED_TARGETS \
+  (HWY_SSSE3 | ZMCJ_DISABLED_AVX512 | HWY_AVX3_DL | HWY_SVE | HWY_SVE2 | HWY_SVE_256 | HWY_SVE2_128)
 // NEON is part of 64-bit Arm, so nothing is dispatched there; Highway would otherwise compile its bodies for processors
 // with cryptographic instructions, into which nothing that the compiler generates by itself can be inlined.
 #if defined(__aarch64__)
@@ -33,7 +40,10 @@
 // On a function inside a level's namespace: bit-manipulation instructions where the level's processors have them.
 // The level's own features are named again, for clang, where a function's attribute replaces those of the namespace.
 #undef ZMCJ_BIT_INSTRUCTIONS
-#if HWY_TARGET == HWY_AVX2
+#if HWY_TARGET == HWY_AVX3
+#define ZMCJ_BIT_INSTRUCTIONS \
+  __attribute__((target(HWY_TARGET_STR ",bmi,bmi2,lzcnt,popcnt,avx512cd,avx512vbmi,avx512vbmi2")))
+#elif HWY_TARGET == HWY_AVX2
 #define ZMCJ_BIT_INSTRUCTIONS __attribute__((target(HWY_TARGET_STR ",bmi,bmi2,lzcnt,popcnt")))
 #elif HWY_TARGET == HWY_SSE4
 #define ZMCJ_BIT_INSTRUCTIONS __attribute__((target(HWY_TARGET_STR ",popcnt")))
@@ -51,7 +61,12 @@
 
 // The rows of a family's table: `kernels` is the name of the constant that each level's namespace defines.
 #undef ZMCJ_LEVELS
-#if (HWY_TARGETS & HWY_SSE4) && (HWY_TARGETS & HWY_AVX2)
+#if HWY_TARGETS & HWY_AVX3
+#define ZMCJ_LEVELS(kernels)                                                            \
+  {::zmcj::Level::kSse4, &N_SSE4::kernels}, {::zmcj::Level::kAvx2, &N_AVX2::kernels}, { \
+    ::zmcj::Level::kAvx512, &N_AVX3::kernels                                            \
+  }
+#elif (HWY_TARGETS & HWY_SSE4) && (HWY_TARGETS & HWY_AVX2)
 #define ZMCJ_LEVELS(kernels) \
   {::zmcj::Level::kSse4, &N_SSE4::kernels}, { ::zmcj::Level::kAvx2, &N_AVX2::kernels }
 #elif HWY_TARGETS & HWY_AVX2

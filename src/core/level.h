@@ -8,8 +8,10 @@
 namespace zmcj {
 
 // Weakest to strongest within one architecture. kScalar is the reference that defines every other level's bits.
-enum class Level { kScalar, kSse4, kAvx2, kNeon };
-inline constexpr int kLevels = 4;
+// kAvx512 asks for VBMI2 too: processors that have it do not slow down under wide registers. Not every family has a row
+// for it.
+enum class Level { kScalar, kSse4, kAvx2, kAvx512, kNeon };
+inline constexpr int kLevels = 5;
 
 const char* LevelName(Level level);
 

@@ -1,5 +1,5 @@
 // The vector bodies of the DCT with quantisation: whole blocks in registers from the load to the store. Columns are
-// taken eight at a time, a row to a register of 128 bits; rows one or two at a time, as many as a register holds.
+// taken eight at a time, a row to a register of 128 bits; rows as many at a time as a register holds.
 // Read once per level.
 #if defined(ZMCJ_JPEG_CODING_DCT_INL_H_) == defined(HWY_TARGET_TOGGLE)
 #ifdef ZMCJ_JPEG_CODING_DCT_INL_H_
@@ -22,7 +22,7 @@ namespace hn = hwy::HWY_NAMESPACE;
 
 using Row = hn::FixedTag<int16_t, 8>;
 using RowV = hn::VFromD<Row>;
-using Rows = hn::CappedTag<int16_t, 16>;
+using Rows = hn::CappedTag<int16_t, 32>;
 using RowsV = hn::VFromD<Rows>;
 constexpr size_t kRegisters = 64 / hn::MaxLanes(Rows());
 
@@ -43,17 +43,19 @@ HWY_INLINE RowV TimesLess1(RowV v, const dct::Lanes<int16_t, 8>& factor) { retur
 // Register i of an array of rows, and back.
 template <class D>
 HWY_INLINE hn::VFromD<D> JoinRows(D d, const RowV* rows, size_t i) {
-  if constexpr (hn::MaxLanes(d) == 16) {
-    return hn::Combine(d, rows[2 * i + 1], rows[2 * i]);
+  if constexpr (hn::MaxLanes(d) > 8) {
+    const hn::Half<D> half;
+    return hn::Combine(d, JoinRows(half, rows, 2 * i + 1), JoinRows(half, rows, 2 * i));
   } else {
     return rows[i];
   }
 }
 template <class D>
 HWY_INLINE void SplitRows(D d, hn::VFromD<D> joined, size_t i, RowV* rows) {
-  if constexpr (hn::MaxLanes(d) == 16) {
-    rows[2 * i] = hn::LowerHalf(Row(), joined);
-    rows[2 * i + 1] = hn::UpperHalf(Row(), joined);
+  if constexpr (hn::MaxLanes(d) > 8) {
+    const hn::Half<D> half;
+    SplitRows(half, hn::LowerHalf(half, joined), 2 * i, rows);
+    SplitRows(half, hn::UpperHalf(half, joined), 2 * i + 1, rows);
   } else {
     rows[i] = joined;
   }
@@ -114,7 +116,7 @@ HWY_INLINE Folded FoldBytes(const uint8_t* src, int step) {
   for (size_t i = 0; i < 4; ++i) {
     const auto upper = hn::LoadU(d8, RowAt(src, static_cast<int64_t>(i), step));
     const auto lower = hn::LoadU(d8, RowAt(src, static_cast<int64_t>(7 - i), step));
-#if HWY_TARGET == HWY_SSE4 || HWY_TARGET == HWY_AVX2
+#if HWY_ARCH_X86
     using Bytes = hn::FixedTag<int8_t, 16>;
     // One instruction widens, scales and adds.
     const __m128i pairs = _mm_unpacklo_epi8(upper.raw, lower.raw);
@@ -161,7 +163,7 @@ HWY_INLINE RowsV ForwardRows(RowsV x, size_t i) {
   const auto odd = PairProducts(difference, Group(tables, i, 2), SwapPairs(difference), Group(tables, i, 3));
   // The upper halves of all sums, already in order.
   const RowsV upper = hn::OddEven(hn::BitCast(d, odd), hn::BitCast(d, hn::ShiftRight<16>(even)));
-  return hn::MulFixedPoint15(upper, hn::Load(d, dct::kForwardRounding.data()));
+  return hn::MulFixedPoint15(upper, hn::LoadDup128(d, dct::kForwardRounding.data()));
 }
 
 // Whether a reciprocal takes all 16 bits: only those of the quantisers 1 and 0 do.
@@ -302,7 +304,9 @@ void InverseWords(const int16_t* src, int16_t* dst, const uint16_t* quantisers) 
 
 // Saturated to signed bytes: within each 128 bits, a row of `a` and then one of `b`.
 HWY_INLINE RowsV SaturatedBytes(RowsV a, RowsV b) {
-#if HWY_TARGET == HWY_AVX2
+#if HWY_TARGET == HWY_AVX3
+  return RowsV{_mm512_packs_epi16(a.raw, b.raw)};
+#elif HWY_TARGET == HWY_AVX2
   return RowsV{_mm256_packs_epi16(a.raw, b.raw)};
 #elif HWY_TARGET == HWY_SSE4
   return RowsV{_mm_packs_epi16(a.raw, b.raw)};
@@ -314,7 +318,7 @@ HWY_INLINE RowsV SaturatedBytes(RowsV a, RowsV b) {
 }
 
 HWY_INLINE void StoreHalves(RowV bytes, uint8_t* lower, uint8_t* upper) {
-#if HWY_TARGET == HWY_AVX2 || HWY_TARGET == HWY_SSE4
+#if HWY_ARCH_X86
   _mm_storel_epi64(reinterpret_cast<__m128i*>(lower), bytes.raw);
   _mm_storeh_pi(reinterpret_cast<__m64*>(upper), _mm_castsi128_ps(bytes.raw));
 #else
@@ -333,7 +337,7 @@ void InverseBytes(const int16_t* src, uint8_t* dst, int step, const uint16_t* qu
   for (size_t i = 0; i < kRegisters / 2; ++i) {
     const RowsV bytes = Shuffle(SaturatedBytes(UpperRows(x, i), LowerRows(x, i)), dct::kUpperBytesReversed);
     // In signed bytes, adding 128 is changing the sign.
-    SplitRows(d, hn::Xor(bytes, hn::Load(d, dct::kByteSigns.data())), i, pairs);
+    SplitRows(d, hn::Xor(bytes, hn::LoadDup128(d, dct::kByteSigns.data())), i, pairs);
   }
   ZMCJ_UNROLL
   for (size_t i = 0; i < 4; ++i) {

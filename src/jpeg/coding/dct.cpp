@@ -7,6 +7,7 @@
 #include "jpeg/coding/dct_tables.h"
 #include "jpeg/coding/quant.h"
 
+#define ZMCJ_WANT_AVX512
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "jpeg/coding/dct.cpp"
 // clang-format off: the levels before the bodies that are read once per level

@@ -62,14 +62,14 @@ constinit const Lanes<int16_t, 8> kTan2 = Repeated<8, int16_t>(27146);
 constinit const Lanes<int16_t, 8> kTan3Less1 = Repeated<8, int16_t>(-21746);
 constinit const Lanes<int16_t, 8> kCosHalfLess1 = Repeated<8, int16_t>(-19195);
 constinit const Lanes<int16_t, 8> kHalfCosHalf = Repeated<8, int16_t>(23170);
-constinit const Lanes<int16_t, 16> kForwardRounding = Repeated<16, int16_t>(1 << (15 - kForwardRoundedBits));
+constinit const Lanes<int16_t, 8> kForwardRounding = Repeated<8, int16_t>(1 << (15 - kForwardRoundedBits));
 constinit const Lanes<int8_t, 16> kScaledSum = Repeated<16, int8_t>(1 << kForwardScaleBits);
 constinit const Lanes<int8_t, 16> kScaledDifference = {8, -8, 8, -8, 8, -8, 8, -8, 8, -8, 8, -8, 8, -8, 8, -8};
 constinit const Lanes<int8_t, 16> kTwiceScaledDifference = {16, -16, 16, -16, 16, -16, 16, -16,
                                                             16, -16, 16, -16, 16, -16, 16, -16};
 constinit const Lanes<int16_t, 8> kForwardCentre = Repeated<8, int16_t>(8 * 128 << kForwardScaleBits);
 constinit const Lanes<int32_t, 32> kInverseRounding = MakeInverseRounding();
-constinit const Lanes<int16_t, 16> kByteSigns = Repeated<16, int16_t>(-32640);  // 0x8080
+constinit const Lanes<int16_t, 8> kByteSigns = Repeated<8, int16_t>(-32640);  // 0x8080
 constinit const RowTables kForwardTables = MakeRowTables(kForwardPattern);
 constinit const RowTables kInverseTables = MakeRowTables(kInversePattern);
 constinit const Lanes<uint8_t, 16> kReversed = {14, 15, 12, 13, 10, 11, 8, 9, 6, 7, 4, 5, 2, 3, 0, 1};

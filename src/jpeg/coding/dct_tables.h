@@ -17,7 +17,7 @@ namespace zmcj::dct {
 using std::size_t;
 
 template <class T, size_t kLanes>
-struct alignas(32) Lanes : std::array<T, kLanes> {};
+struct alignas(64) Lanes : std::array<T, kLanes> {};
 
 // Without this, each is reached through the table of global symbols.
 #pragma GCC visibility push(hidden)
@@ -34,7 +34,7 @@ extern const Lanes<int16_t, 8> kHalfCosHalf;   // cos(pi/4) * 2^15, for what has
 // dropping 16 bits and then rounding away 4.
 inline constexpr int kForwardScaleBits = 3;
 inline constexpr int kForwardRoundedBits = 4;
-extern const Lanes<int16_t, 16> kForwardRounding;       // the rounding high product by it is rounding by those 4 bits
+extern const Lanes<int16_t, 8> kForwardRounding;        // the rounding high product by it is rounding by those 4 bits
 extern const Lanes<int8_t, 16> kScaledSum;              // 8, 8: what pairs of bytes are multiplied with and added
 extern const Lanes<int8_t, 16> kScaledDifference;       // 8, -8
 extern const Lanes<int8_t, 16> kTwiceScaledDifference;  // 16, -16
@@ -49,11 +49,11 @@ inline constexpr int kInverseColumnShift = 5;
 // average.
 extern const Lanes<int32_t, 32> kInverseRounding;
 
-// [row / 2][group][row % 2][8]: four groups of eight coefficients for each row. A register of 128 bits takes one row's
-// group, one of 256 bits that of two rows. A group multiplies a vector of four pairs, and each pair's two products are
-// added.
+// [row / 4][group][row % 4][8]: four groups of eight coefficients for each row. A register of 128 bits takes one row's
+// group, a wider one those of two or four rows. A group multiplies a vector of four pairs, and each pair's two products
+// are added.
 using RowTables = Lanes<int16_t, 256>;
-constexpr size_t RowTableIndex(size_t row, size_t group) { return row / 2 * 64 + group * 16 + row % 2 * 8; }
+constexpr size_t RowTableIndex(size_t row, size_t group) { return row / 4 * 128 + group * 32 + row % 4 * 8; }
 
 // With sum[i] = x[i] + x[7-i] and difference[i] = x[i] - x[7-i], i = 0 to 7, outputs 0, 2, 4, 6 are sum * group 0 +
 // swapped sum * group 1, and outputs 1, 3, 5, 7 are difference * group 2 + swapped difference * group 3. Swapped:
@@ -65,7 +65,7 @@ extern const RowTables kForwardTables;
 // to 4 the even part - the odd. Swapped: entries 4 5 6 7 0 1 2 3.
 extern const RowTables kInverseTables;
 
-extern const Lanes<int16_t, 16> kByteSigns;  // the sign bits of bytes
+extern const Lanes<int16_t, 8> kByteSigns;  // the sign bits of bytes
 
 // Bytes of a row of eight 16-bit lanes, by which rows are shuffled.
 extern const Lanes<uint8_t, 16> kReversed;            // lanes 7 6 5 4 3 2 1 0
