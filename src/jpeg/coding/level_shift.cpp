@@ -5,6 +5,7 @@
 #include "core/level.h"
 #include "core/memory.h"
 
+#define ZMCJ_WANT_AVX512
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "jpeg/coding/level_shift.cpp"
 #include "core/foreach_level.h"
