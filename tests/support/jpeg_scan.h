@@ -92,10 +92,18 @@ class JpegFile {
   // Either stops the walk by returning false.
   template <class Block, class Restart>
   bool ForEachBlock(const JpegScan& scan, Block block, Restart restart) {
-    const bool alone = scan.parts.size() == 1;
+    const size_t parts = scan.parts.size();
     const JpegComponent& first = components[static_cast<size_t>(scan.parts[0].component)];
-    const int columns = alone ? first.columns : first.padded_columns / first.h;
-    const int rows = alone ? first.rows : first.padded_rows / first.v;
+    const int columns = parts == 1 ? first.columns : first.padded_columns / first.h;
+    const int rows = parts == 1 ? first.rows : first.padded_rows / first.v;
+    struct Place {
+      int16_t* blocks;
+      int h, v, stride;
+    } places[4] = {};
+    for (size_t part = 0; part < parts; ++part) {
+      JpegComponent& c = components[static_cast<size_t>(scan.parts[part].component)];
+      places[part] = {c.coefficients.data(), parts == 1 ? 1 : c.h, parts == 1 ? 1 : c.v, 64 * c.padded_columns};
+    }
     int left = scan.restart;
     for (int y = 0; y < rows; ++y) {
       for (int x = 0; x < columns; ++x) {
@@ -103,11 +111,13 @@ class JpegFile {
           if (!restart()) return false;
           left = scan.restart - 1;
         }
-        for (size_t part = 0; part < scan.parts.size(); ++part) {
-          JpegComponent& c = components[static_cast<size_t>(scan.parts[part].component)];
-          const int h = alone ? 1 : c.h, v = alone ? 1 : c.v;
-          for (int i = 0; i < h * v; ++i) {
-            if (!block(part, c.block(y * v + i / h, x * h + i % h))) return false;
+        for (size_t part = 0; part < parts; ++part) {
+          const Place& p = places[part];
+          int16_t* row = p.blocks + y * p.v * p.stride + 64 * x * p.h;
+          for (int v = 0; v < p.v; ++v, row += p.stride) {
+            for (int h = 0; h < p.h; ++h) {
+              if (!block(part, row + 64 * h)) return false;
+            }
           }
         }
       }
@@ -200,26 +210,6 @@ inline ZmcStatus DecodeScan(JpegFile& file, const JpegScan& scan, CodecRecords& 
   int position = 0, marker = 0;
   int16_t last_dc[4] = {};
   ZmcStatus status = zmcStatusOk;
-  const auto decode = [&](size_t part, int16_t* block) {
-    const JpegScan::Part& p = scan.parts[part];
-    if (!file.progressive) {
-      status =
-          zmciDecodeHuffman8x8_JPEG_1u16s_C1(data, length, &position, block, &last_dc[part], &marker,
-                                             records.decode_dc[p.dc], records.decode_ac[p.ac], records.decode_state);
-    } else if (scan.ss == 0 && scan.ah == 0) {
-      status = zmciDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(data, length, &position, block, &last_dc[part], &marker,
-                                                          scan.al, records.decode_dc[p.dc], records.decode_state);
-    } else if (scan.ss == 0) {
-      status = zmciDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(data, length, &position, block, &marker, scan.al,
-                                                           records.decode_state);
-    } else {
-      const auto ac =
-          scan.ah == 0 ? zmciDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1 : zmciDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1;
-      status = ac(data, length, &position, block, &marker, scan.ss, scan.se, scan.al, records.decode_ac[p.ac],
-                  records.decode_state);
-    }
-    return status >= 0;
-  };
   const auto restart = [&] {
     while (marker == 0 && position + 1 < length) {
       if (data[position] == 0xFF && data[position + 1] != 0) marker = data[++position];
@@ -229,7 +219,38 @@ inline ZmcStatus DecodeScan(JpegFile& file, const JpegScan& scan, CodecRecords& 
     marker = 0;
     return zmciDecodeHuffmanStateInit_JPEG_8u(records.decode_state) == zmcStatusOk;
   };
-  file.ForEachBlock(scan, decode, restart);
+  const auto with = [&](auto decode) {
+    file.ForEachBlock(
+        scan,
+        [&](size_t part, int16_t* block) {
+          status = decode(part, scan.parts[part], block);
+          return status >= 0;
+        },
+        restart);
+  };
+  if (!file.progressive) {
+    with([&](size_t part, const JpegScan::Part& p, int16_t* block) {
+      return zmciDecodeHuffman8x8_JPEG_1u16s_C1(data, length, &position, block, &last_dc[part], &marker,
+                                                records.decode_dc[p.dc], records.decode_ac[p.ac], records.decode_state);
+    });
+  } else if (scan.ss == 0 && scan.ah == 0) {
+    with([&](size_t part, const JpegScan::Part& p, int16_t* block) {
+      return zmciDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(data, length, &position, block, &last_dc[part], &marker,
+                                                        scan.al, records.decode_dc[p.dc], records.decode_state);
+    });
+  } else if (scan.ss == 0) {
+    with([&](size_t, const JpegScan::Part&, int16_t* block) {
+      return zmciDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(data, length, &position, block, &marker, scan.al,
+                                                         records.decode_state);
+    });
+  } else {
+    const auto ac =
+        scan.ah == 0 ? zmciDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1 : zmciDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1;
+    with([&](size_t, const JpegScan::Part& p, int16_t* block) {
+      return ac(data, length, &position, block, &marker, scan.ss, scan.se, scan.al, records.decode_ac[p.ac],
+                records.decode_state);
+    });
+  }
   return status < 0 ? status : zmcStatusOk;
 }
 
