@@ -6,6 +6,8 @@
 
 #undef ZMCJ_LIFTING_INLINE
 #define ZMCJ_LIFTING_INLINE inline __attribute__((always_inline))
+#undef ZMCJ_LIFTING_LAMBDA
+#define ZMCJ_LIFTING_LAMBDA __attribute__((always_inline))
 
 namespace zmcj::ZMCJ_LIFTING_NAMESPACE {
 namespace {
@@ -108,74 +110,113 @@ struct Filter<Calm97_16s, kInverse, M> : Filter<D97_16s, kInverse, M> {
 template <class W, class M>
 constexpr bool kHasCalmForm = std::is_same_v<W, D97_16s> && (M::kLanes > 1);
 
-// All steps of a filter at once, each one sample behind the step before it. rung[0] is the last A that came in, rung[i]
-// the last result of step i - 1. Along a row (kAcross) "the last" of a lane is the lane before it.
-template <class W, bool kInverse, class M, bool kAcross>
-struct Ladder {
+// Half the steps of a filter at once, each one sample behind the step before it. rung[0] is the last A that came in,
+// rung[i] the last result of the step before step i. Along a row (kAcross) "the last" of a lane is the lane before it.
+template <class W, bool kInverse, class M, bool kAcross, int kFirst>
+struct Flight {
   using F = Filter<W, kInverse, M>;
   using V = typename M::V;
-  V rung[W::kSteps];
+  static constexpr int kSteps = W::kSteps / 2;
+  V rung[kSteps];
 
   // Not left to the compiler, which would give a constructor of its own no instruction set.
-  ZMCJ_LIFTING_INLINE Ladder() {}
+  ZMCJ_LIFTING_INLINE Flight() {}
 
-  // In: samples of type B and the ones of type A after them. Out: results of type A and those of type B after them.
-  ZMCJ_LIFTING_INLINE void Feed(V b, V a, V& result_a, V& result_b) {
-    V centre = F::EnterB(b), right = F::EnterA(a);
-    Climb<0>(centre, right);
-    Climb<1>(centre, right);
-    if constexpr (W::kSteps == 4) {
-      Climb<2>(centre, right);
-      Climb<3>(centre, right);
-    }
-    result_a = F::LeaveA(right);
-    result_b = F::LeaveB(rung[W::kSteps - 1]);
+  // In: samples of type B and the ones of type A after them, or what comes up from the flight below. Out: what goes on
+  // to the flight above; at the top, results of type A and the ones of type B after them.
+  ZMCJ_LIFTING_INLINE void Climb(V& b, V& a) {
+    if constexpr (kFirst == 0) b = F::EnterB(b), a = F::EnterA(a);
+    Step<0>(b, a);
+    if constexpr (kSteps == 2) Step<1>(b, a);
+    if constexpr (kFirst + kSteps == W::kSteps) b = F::LeaveB(rung[kSteps - 1]), a = F::LeaveA(a);
   }
 
  private:
   template <int kStep>
-  ZMCJ_LIFTING_INLINE void Climb(V& centre, V& right) {
+  ZMCJ_LIFTING_INLINE void Step(V& centre, V& right) {
     V left = rung[kStep];
     if constexpr (kAcross) left = M::Delay(left, right);
-    const V result = F::template Step<kStep>(centre, left, right);
+    const V result = F::template Step<kFirst + kStep>(centre, left, right);
     rung[kStep] = right;
     centre = left;
     right = result;
   }
 };
 
-// Columns x to x + M::kLanes - 1 of several feeds.
-template <class W, bool kInverse, class M, int kCount>
-ZMCJ_LIFTING_INLINE void FeedColumn(const FeedRows<typename W::Sample>& rows, int x, typename W::Register* rungs) {
-  using V = typename M::V;
-  constexpr int kStrip = kStripColumns<typename W::Sample>;
-  Ladder<W, kInverse, M, false> ladder;
-#pragma GCC unroll 4
-  for (int i = 0; i < W::kSteps; ++i) ladder.rung[i] = M::Load(rungs + i * kStrip + x);
-#pragma GCC unroll 2
-  for (int f = 0; f < kCount; ++f) {
-    V a, b;
-    ladder.Feed(M::Load(rows.in_b[f] + x), M::Load(rows.in_a[f] + x), a, b);
-    M::Store(a, rows.out_a[f] + x);
-    M::Store(b, rows.out_b[f] + x);
+// All steps. The loops below send one register up the lower flight, then the one before it up the upper flight: the
+// chain of steps is so long that the processor, running ahead, holds too few turns of a loop that follows it to the
+// end.
+template <class W, bool kInverse, class M, bool kAcross>
+struct Ladder {
+  using Lower = Flight<W, kInverse, M, kAcross, 0>;
+  using Upper = Flight<W, kInverse, M, kAcross, W::kSteps / 2>;
+  Lower lower;
+  Upper upper;
+
+  ZMCJ_LIFTING_INLINE Ladder() {}
+  ZMCJ_LIFTING_INLINE typename M::V& rung(int step) {
+    return step < Lower::kSteps ? lower.rung[step] : upper.rung[step - Lower::kSteps];
   }
-#pragma GCC unroll 4
-  for (int i = 0; i < W::kSteps; ++i) M::Store(ladder.rung[i], rungs + i * kStrip + x);
+};
+
+// Columns x to x + M::kLanes - 1 of several feeds, up one flight.
+template <class Flight, class M, int kCount, class Register, class V>
+ZMCJ_LIFTING_INLINE void ClimbColumn(V (&b)[kCount], V (&a)[kCount], Register* rungs, int strip) {
+  Flight flight;
+#pragma GCC unroll 2
+  for (int i = 0; i < Flight::kSteps; ++i) flight.rung[i] = M::Load(rungs + i * strip);
+#pragma GCC unroll 2
+  for (int f = 0; f < kCount; ++f) flight.Climb(b[f], a[f]);
+#pragma GCC unroll 2
+  for (int i = 0; i < Flight::kSteps; ++i) M::Store(flight.rung[i], rungs + i * strip);
+}
+
+// Several feeds of the columns from x on, in whole registers. Gives the first column that is left.
+template <class W, bool kInverse, class M, int kCount>
+ZMCJ_LIFTING_INLINE int FeedColumns(const FeedRows<typename W::Sample>& rows, int x, int columns,
+                                    typename W::Register* rungs) {
+  using V = typename M::V;
+  using Stairs = Ladder<W, kInverse, M, false>;
+  constexpr int kStrip = kStripColumns<typename W::Sample>;
+  constexpr int kCacheLine = 64 / static_cast<int>(sizeof(typename W::Sample));
+  const auto enter = [&](int at, V(&b)[kCount], V(&a)[kCount]) ZMCJ_LIFTING_LAMBDA {
+#pragma GCC unroll 2
+    for (int f = 0; f < kCount; ++f) {
+      b[f] = M::Load(rows.in_b[f] + at);
+      a[f] = M::Load(rows.in_a[f] + at);
+    }
+    ClimbColumn<typename Stairs::Lower, M>(b, a, rungs + at, kStrip);
+  };
+  const auto leave = [&](int at, V(&b)[kCount], V(&a)[kCount]) ZMCJ_LIFTING_LAMBDA {
+    ClimbColumn<typename Stairs::Upper, M>(b, a, rungs + W::kSteps / 2 * kStrip + at, kStrip);
+#pragma GCC unroll 2
+    for (int f = 0; f < kCount; ++f) {
+      M::Store(a[f], rows.out_a[f] + at);
+      M::Store(b[f], rows.out_b[f] + at);
+    }
+  };
+  if (columns - x < M::kLanes) return x;
+  V b[kCount], a[kCount];
+  enter(x, b, a);
+  for (; columns - x >= 2 * M::kLanes; x += M::kLanes) {
+    if (x % kCacheLine == 0) {
+      for (const auto* row : rows.next) __builtin_prefetch(row + x);
+    }
+    V next_b[kCount], next_a[kCount];
+    enter(x + M::kLanes, next_b, next_a);
+    leave(x, b, a);
+#pragma GCC unroll 2
+    for (int f = 0; f < kCount; ++f) b[f] = next_b[f], a[f] = next_a[f];
+  }
+  leave(x, b, a);
+  return x + M::kLanes;
 }
 
 template <class W, bool kInverse, template <class> class Machine, int kCount>
 ZMCJ_LIFTING_INLINE void FeedStrip(const FeedRows<typename W::Sample>& rows, int columns, typename W::Register* rungs) {
   using Register = typename W::Register;
-  using M = Machine<Register>;
-  constexpr int kCacheLine = 64 / static_cast<int>(sizeof(typename W::Sample));
-  int x = 0;
-  for (; x <= columns - M::kLanes; x += M::kLanes) {
-    if (x % kCacheLine == 0) {
-      for (const auto* row : rows.next) __builtin_prefetch(row + x);
-    }
-    FeedColumn<W, kInverse, M, kCount>(rows, x, rungs);
-  }
-  for (; x < columns; ++x) FeedColumn<W, kInverse, Single<Register>, kCount>(rows, x, rungs);
+  const int x = FeedColumns<W, kInverse, Machine<Register>, kCount>(rows, 0, columns, rungs);
+  FeedColumns<W, kInverse, Single<Register>, kCount>(rows, x, columns, rungs);
 }
 
 template <class W, bool kInverse, template <class> class Machine>
@@ -250,69 +291,146 @@ ZMCJ_LIFTING_INLINE BandsFrom<S> From(const Bands<S>& line, int64_t position) {
   return {line, position};
 }
 
-template <class W, bool kInverse, template <class> class Machine, class Source, class Target>
-void LiftRow(Source src, Target dst, const Line& line, const typename W::Sample* next) {
+// Feeds one by one, from the line's first one to those before position `end`.
+template <class W, bool kInverse, class Source, class Target>
+ZMCJ_LIFTING_INLINE Ladder<W, kInverse, Single<typename W::Register>, false> FeedSingly(Source src, Target dst,
+                                                                                        const Line& line, int64_t end) {
   using Sample = typename W::Sample;
   using Register = typename W::Register;
   using One = Single<Register>;
-  using M = Machine<Register>;
-  using V = typename M::V;
-  constexpr int kSteps = W::kSteps, kLanes = M::kLanes, kPairs = 2 * kLanes;
-
-  // Of the feeds, as many of the last ones as fill registers go in registers; the ones before go one by one, at least
-  // those that only fill the ladder.
-  int64_t c = line.FirstFeed(kSteps);
-  const int64_t feeds = (line.LastFeed(kSteps) - c) / 2 + 1;
-  const bool wide = kLanes > 1 && line.length >= kPairs + kSteps;
-  const int64_t registers = wide ? (feeds - (kSteps - 1)) / kLanes : 0;
-
   const auto sample = [&](int64_t position) {
     return static_cast<Register>(LoadSample<Sample>(src.At(line.Fold(position))));
   };
-  Ladder<W, kInverse, One, false> start;
-  std::fill_n(start.rung, kSteps, Register{0});
-  start.rung[0] = Filter<W, kInverse, One>::EnterA(sample(c - 1));
-  for (int64_t i = feeds - registers * kLanes; i > 0; --i, c += 2) {
-    Register a, b;
-    start.Feed(sample(c), sample(c + 1), a, b);
-    const int64_t results = c + 1 - kSteps;
+  int64_t c = line.FirstFeed(W::kSteps);
+  Ladder<W, kInverse, One, false> ladder;
+  for (int i = 0; i < W::kSteps; ++i) ladder.rung(i) = 0;
+  ladder.rung(0) = Filter<W, kInverse, One>::EnterA(sample(c - 1));
+  for (; c < end; c += 2) {
+    Register b = sample(c), a = sample(c + 1);
+    ladder.lower.Climb(b, a);
+    ladder.upper.Climb(b, a);
+    const int64_t results = c + 1 - W::kSteps;
     if (results >= 0) One::Store(a, dst.At(results));
     if (results >= -1 && results + 1 < line.length) One::Store(b, dst.At(results + 1));
   }
-  if (registers == 0) return;
+  return ladder;
+}
 
-  Ladder<W, kInverse, M, true> ladder;
-#pragma GCC unroll 4
-  for (int i = 0; i < kSteps; ++i) ladder.rung[i] = M::Set(start.rung[i]);
-  const auto from = From(src, c);
-  const auto to = From(dst, c + 1 - kSteps);
-  const int64_t last = (registers - 1) * kLanes;
-  V a, b;
-  for (int64_t i = 0; i < last; i += kLanes) {
-    __builtin_prefetch(next + 2 * i);
-    from.template Load<M>(i, b, a);
-    ladder.Feed(b, a, a, b);
-    to.template Store<M>(i, a, b);
+// The last lanes of a register whose samples run up to the line's lane `last`, out of 16 bytes of samples from the
+// line's start on. What comes before the start is reflected: type by type, about a sample (the type that stands first)
+// or about the place between two.
+template <class S, bool kAboutSample, int kLast>
+struct LeadOrder {
+  alignas(16) uint8_t bytes[16];
+  constexpr LeadOrder() : bytes() {
+    constexpr int kSize = static_cast<int>(sizeof(S)), kCount = 16 / kSize;
+    for (int i = 0; i < 16; ++i) {
+      const int lane = kLast - (kCount - 1 - i / kSize);
+      bytes[i] = static_cast<uint8_t>((lane >= 0 ? lane : kAboutSample ? -lane : -1 - lane) * kSize + i % kSize);
+    }
   }
+};
 
-  // The last register's samples go on beyond the end of the line, and its last result may do so.
+// Fills the ladder with what comes before the first pair of results, and stores a B that stands before them. A last
+// lane depends on kSteps samples of a type at most: those of the last 16 bytes.
+template <class W, bool kInverse, class M, class Source, class Target>
+ZMCJ_LIFTING_INLINE void LeadIn(Source src, Target dst, const Line& line, int64_t first,
+                                Ladder<W, kInverse, M, true>& ladder) {
+  using V = typename M::V;
+  using Register = typename W::Register;
+  constexpr int kSteps = W::kSteps;
+  if (!line.mirrored) {
+    auto single = FeedSingly<W, kInverse>(src, dst, line, first);
+#pragma GCC unroll 4
+    for (int i = 0; i < kSteps; ++i) ladder.rung(i) = M::Set(single.rung(i));
+    return;
+  }
+  static constexpr LeadOrder<Register, true, kSteps / 2 - 1> kEven;
+  static constexpr LeadOrder<Register, false, kSteps / 2 - 2> kOddB;
+  static constexpr LeadOrder<Register, false, kSteps / 2 - 1> kOddA;
+#pragma GCC unroll 4
+  for (int i = 0; i < kSteps; ++i) ladder.rung(i) = M::Set(0);
+  V even, odd;
+  From(src, 0).template Load<M>(0, even, odd);
+  even = M::FromStart(even, kEven.bytes);
+  odd = M::FromStart(odd, line.a_first ? kOddB.bytes : kOddA.bytes);
+  V b = line.a_first ? odd : even, a = line.a_first ? even : odd;
+  ladder.lower.Climb(b, a);
+  ladder.upper.Climb(b, a);
+  if (line.a_first) return;
+  typename W::Sample staged[M::kLanes];
+  M::Store(b, staged);
+  StoreSample(dst.At(0), staged[M::kLanes - 1]);
+}
+
+// A line of at least two registers of samples.
+template <class W, bool kInverse, template <class> class Machine, class Source, class Target>
+void LiftLongRow(Source src, Target dst, const Line& line, const typename W::Sample* next) {
+  using Sample = typename W::Sample;
+  using M = Machine<typename W::Register>;
+  using V = typename M::V;
+  constexpr int kSteps = W::kSteps, kLanes = M::kLanes, kPairs = 2 * kLanes;
+  // Results in pairs of an A and the B after it.
+  const int64_t pairs = (line.length - line.a_offset() + 1) / 2, last = pairs - kLanes;
+  const int64_t first = line.a_offset() + kSteps - 1;
+  Ladder<W, kInverse, M, true> ladder;
+  LeadIn<W, kInverse, M>(src, dst, line, first, ladder);
+
+  // The last register's samples go on beyond the end of the line. They are laid out long before they are read: a load
+  // waits for the stores that it overlaps.
+  Sample end[kPairs + kSteps];
   if (line.mirrored) {
     using Raw = Machine<Sample>;
-    Sample end[kPairs + kSteps];
-    typename Raw::V first, second;
-    From(src, line.length - kPairs).template Load<Raw>(0, first, second);
-    Raw::StorePairs(first, second, end);
+    typename Raw::V x, y;
+    From(src, line.length - kPairs).template Load<Raw>(0, x, y);
+    Raw::StorePairs(x, y, end);
     for (int i = 0; i < kSteps; ++i) end[kPairs + i] = end[kPairs - 2 - i];
-    M::LoadPairs(end + (c + 2 * last + kPairs - line.length), b, a);
-  } else {
-    from.template Load<M>(last, b, a);
   }
-  ladder.Feed(b, a, a, b);
-  if (line.LastFeed(kSteps) + 2 - kSteps < line.length) {
+  const auto from = From(src, first);
+  const auto to = From(dst, line.a_offset());
+  const auto enter = [&](int64_t i, V& b, V& a) ZMCJ_LIFTING_LAMBDA {
+    if (i == last && line.mirrored) {
+      M::LoadPairs(end + (first + 2 * last + kPairs - line.length), b, a);
+    } else {
+      from.template Load<M>(i, b, a);
+    }
+    ladder.lower.Climb(b, a);
+  };
+  V b, a;
+  int64_t i = 0;
+  if (pairs % kLanes != 0) {
+    // The second register overlaps the first one, so that the last one is whole.
+    enter(0, b, a);
+    ladder.upper.Climb(b, a);
+    to.template Store<M>(0, a, b);
+    i = pairs % kLanes;
+#pragma GCC unroll 4
+    for (int step = 0; step < kSteps; ++step) ladder.rung(step) = M::Spread(ladder.rung(step), static_cast<int>(i) - 1);
+  }
+  enter(i, b, a);
+  for (; i < last; i += kLanes) {
+    __builtin_prefetch(next + 2 * i);
+    V next_b, next_a;
+    enter(i + kLanes, next_b, next_a);
+    ladder.upper.Climb(b, a);
+    to.template Store<M>(i, a, b);
+    b = next_b, a = next_a;
+  }
+  ladder.upper.Climb(b, a);
+  if (line.a_offset() + 2 * pairs <= line.length) {
     to.template Store<M>(last, a, b);
   } else {
     to.template StoreAllButLast<M>(last, a, b);
   }
+}
+
+template <class W, bool kInverse, template <class> class Machine, class Source, class Target>
+void LiftRow(Source src, Target dst, const Line& line, const typename W::Sample* next) {
+  using M = Machine<typename W::Register>;
+  if constexpr (M::kLanes > 1) {
+    if (line.length >= 2 * M::kLanes) return LiftLongRow<W, kInverse, Machine>(src, dst, line, next);
+  }
+  FeedSingly<W, kInverse>(src, dst, line, line.LastFeed(W::kSteps) + 1);
 }
 
 template <class M, class S>

@@ -58,6 +58,21 @@ struct LanesBase {
 #endif
     return hn::CombineShiftRightBytes<16 - sizeof(T)>(D(), v, halves);
   }
+
+  // The first 16 bytes of v in the given order, in every 16 bytes of the register.
+  static HWY_INLINE V FromStart(V v, const uint8_t* order) {
+    const hn::Repartition<uint8_t, D> d8;
+#if HWY_TARGET == HWY_AVX2
+    v = hn::ConcatLowerLower(D(), v, v);
+#endif
+    return hn::BitCast(D(), hn::TableLookupBytes(hn::BitCast(d8, v), hn::LoadDup128(d8, order)));
+  }
+  // One lane of v in all.
+  static HWY_INLINE V Spread(V v, int lane) {
+    alignas(32) T lanes[kLanes];
+    hn::Store(v, D(), lanes);
+    return Set(lanes[lane]);
+  }
 };
 
 template <class T>
