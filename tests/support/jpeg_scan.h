@@ -102,15 +102,26 @@ class JpegFile {
     } places[4] = {};
     for (size_t part = 0; part < parts; ++part) {
       JpegComponent& c = components[static_cast<size_t>(scan.parts[part].component)];
-      places[part] = {c.coefficients.data(), parts == 1 ? 1 : c.h, parts == 1 ? 1 : c.v, 64 * c.padded_columns};
+      places[part] = {c.coefficients.data(), c.h, c.v, 64 * c.padded_columns};
     }
     int left = scan.restart;
+    const auto begin_mcu = [&] {
+      if (scan.restart == 0 || left-- > 0) return true;
+      left = scan.restart - 1;
+      return restart();
+    };
+    if (parts == 1) {
+      for (int y = 0; y < rows; ++y) {
+        int16_t* row = places[0].blocks + y * places[0].stride;
+        for (int x = 0; x < columns; ++x, row += 64) {
+          if (!begin_mcu() || !block(size_t{0}, row)) return false;
+        }
+      }
+      return true;
+    }
     for (int y = 0; y < rows; ++y) {
       for (int x = 0; x < columns; ++x) {
-        if (scan.restart != 0 && left-- == 0) {
-          if (!restart()) return false;
-          left = scan.restart - 1;
-        }
+        if (!begin_mcu()) return false;
         for (size_t part = 0; part < parts; ++part) {
           const Place& p = places[part];
           int16_t* row = p.blocks + y * p.v * p.stride + 64 * x * p.h;

@@ -9,7 +9,9 @@
 #include "jpeg/coding/huffman_records.h"
 #include "jpeg/coding/progressive.h"
 #include "jpeg/coding/window_reader.h"
+#include "jpeg/coding/words.h"
 
+#define ZMCJ_WANT_AVX512
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "jpeg/coding/progressive_ac_decode.cpp"
 #include "core/foreach_level.h"
@@ -125,36 +127,35 @@ template <class Reader, class AdvanceTo>
   return status;
 }
 
-// Advance by masks: `old` has the positions in the band that are not zero as the call begins. Not a function of a
-// level, so that it is inlined where the reader is.
+// Advance by masks: `old` has the positions in the band that are not zero as the call begins. The correction bits of
+// all of them follow each other in the scan as the positions do, and nothing depends on them: they are only collected.
+// Not a function of a level, so that it is inlined where the reader is.
 struct MaskAdvance {
-  int16_t* block;
-  const Band& band;
   uint64_t old;
+  int last;                               // position of the band
   int (*position)(uint64_t mask, int n);  // of the one of index n; 64 if there are no more than n
+  uint64_t* corrections;                  // the last one lowest
+  int* collected;
 
   [[gnu::always_inline]] ZmcStatus operator()(WindowReader& reader, int zeros, int* k, ZmcStatus status) const {
-    const uint64_t left = ~uint64_t{0} >> (63 - band.se) & ~uint64_t{0} << *k;
+    const uint64_t left = ~uint64_t{0} >> (63 - last) & ~uint64_t{0} << *k;
     const int zero = zeros < 64 ? position(~old & left, zeros) : 64;
-    const int end = zero < 64 ? zero : band.se + 1;
-    uint64_t mask = old & left;
-    if (end < 64) mask &= (uint64_t{1} << end) - 1;
-    while (mask != 0) {
-      if (!reader.Ready()) [[unlikely]] {
-        const uint32_t correction = reader.Receive(1, &status);
+    const int end = zero < 64 ? zero : last + 1;
+    uint64_t passed = old & left;
+    if (end < 64) passed &= (uint64_t{1} << end) - 1;
+    for (int bits = std::popcount(passed); bits > 0;) {
+      int n = bits < 16 ? bits : 16;
+      uint32_t taken;
+      if (reader.Ready()) [[likely]] {
+        taken = reader.TakeSingles(n);
+      } else {
+        n = 1;
+        taken = reader.Receive(1, &status);
         if (status < zmcStatusOk) return status;
-        int16_t* const coefficient = block + kNaturalOrder[std::countr_zero(mask)];
-        if (correction != 0) StoreSample(coefficient, Corrected(LoadSample<int16_t>(coefficient), band.al));
-        mask &= mask - 1;
-        continue;
       }
-      const int n = std::popcount(mask) < 16 ? std::popcount(mask) : 16;
-      uint32_t corrections = reader.TakeSingles(n) << (32 - n);
-      for (int i = 0; i < n; ++i, mask &= mask - 1, corrections <<= 1) {
-        int16_t* const coefficient = block + kNaturalOrder[std::countr_zero(mask)];
-        const int16_t value = LoadSample<int16_t>(coefficient);
-        StoreSample(coefficient, corrections >> 31 != 0 ? Corrected(value, band.al) : value);
-      }
+      *corrections = *corrections << n | taken;
+      *collected += n;
+      bits -= n;
     }
     *k = end;
     return status;
@@ -213,14 +214,18 @@ ZMCJ_BIT_INSTRUCTIONS ZmcStatus First(const Source& from, int16_t* block, const 
   return status;
 }
 
-ZMCJ_BIT_INSTRUCTIONS int PositionOf(uint64_t mask, int n) {
-#if HWY_TARGET == HWY_AVX2 && HWY_ARCH_X86_64
-  return std::countr_zero(__builtin_ia32_pdep_di(uint64_t{1} << n, mask));
+// The lowest bits of `bits` at the places of the ones of `mask`, in their order.
+ZMCJ_BIT_INSTRUCTIONS uint64_t Deposit(uint64_t bits, uint64_t mask) {
+#if HWY_TARGET <= HWY_AVX2 && HWY_ARCH_X86_64
+  return __builtin_ia32_pdep_di(bits, mask);
 #else
-  for (; n > 0; --n) mask &= mask - 1;
-  return std::countr_zero(mask);
+  uint64_t deposited = 0;
+  for (; bits != 0 && mask != 0; bits >>= 1, mask &= mask - 1) deposited |= (bits & 1) != 0 ? mask & -mask : 0;
+  return deposited;
 #endif
 }
+
+ZMCJ_BIT_INSTRUCTIONS int PositionOf(uint64_t mask, int n) { return std::countr_zero(Deposit(uint64_t{1} << n, mask)); }
 
 ZMCJ_BIT_INSTRUCTIONS ZmcStatus Refine(const Source& from, int16_t* block, const Band& band, const DecodeSpec* ac,
                                        DecodeState* state) {
@@ -232,9 +237,17 @@ ZMCJ_BIT_INSTRUCTIONS ZmcStatus Refine(const Source& from, int16_t* block, const
   WindowReader::Origin origin;
   WindowReader reader(&origin, from, state);
   int32_t run = state->eob_run;
-  const ZmcStatus status = DecodeRefine(reader, block, band, ac, &run, MaskAdvance{block, band, old, PositionOf});
+  uint64_t corrections = 0;
+  int collected = 0;
+  const ZmcStatus status =
+      DecodeRefine(reader, block, band, ac, &run, MaskAdvance{old, band.se, PositionOf, &corrections, &collected});
   state->eob_run = run;
   reader.Save(state);
+  if (corrections == 0) return status;
+  for (uint64_t mask = Deposit(ReverseBits(corrections) >> (64 - collected), old); mask != 0; mask &= mask - 1) {
+    int16_t* const coefficient = block + kNaturalOrder[std::countr_zero(mask)];
+    StoreSample(coefficient, Corrected(LoadSample<int16_t>(coefficient), band.al));
+  }
   return status;
 }
 
@@ -252,8 +265,8 @@ constexpr AcDecodeKernels kReference = {FirstReference, RefineReference};
 constinit Family<AcDecodeKernels> ac_decode("progressive AC decode", kReference, {ZMCJ_LEVELS(kAcDecode)});
 const Enrolment enrolment(ac_decode);
 
-ZmcStatus CheckDecoding(const uint8_t* src, int length, const int* position, const int16_t* dst, const int* marker,
-                        const Band& band, const DecodeSpec* ac, const DecodeState* state) {
+inline ZmcStatus CheckDecoding(const uint8_t* src, int length, const int* position, const int16_t* dst,
+                               const int* marker, const Band& band, const DecodeSpec* ac, const DecodeState* state) {
   if (ZmcStatus s = FirstFailure(NotNull(src), Length(length), NotNull(position, dst, marker), AcBand(band),
                                  NotNull(ac, state))) {
     return s;

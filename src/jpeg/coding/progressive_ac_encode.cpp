@@ -11,6 +11,7 @@
 #include "jpeg/coding/progressive.h"
 #include "jpeg/coding/progressive_ac_reference.h"
 
+#define ZMCJ_WANT_AVX512
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "jpeg/coding/progressive_ac_encode.cpp"
 #include "core/foreach_level.h"
@@ -87,33 +88,44 @@ ZMCJ_BIT_INSTRUCTIONS HWY_INLINE ZmcStatus PutRunAtOnce(Sink& sink, int32_t* run
 // Bits ss to se.
 HWY_INLINE uint64_t BandMask(const Band& band) { return ~uint64_t{0} >> (63 - band.se) & ~uint64_t{0} << band.ss; }
 
-// Magnitudes without their lowest bits. -32768 stays what it is as an unsigned number.
-HWY_INLINE hn::Vec<hn::Full128<uint16_t>> Magnitudes(const int16_t* block, int row, int al) {
+// Of the magnitudes without their lowest bits; bit k is that of zigzag position k.
+struct MagnitudeMasks {
+  uint64_t not_zero, one, odd;
+};
+
+#if HWY_TARGET == HWY_AVX3
+HWY_INLINE MagnitudeMasks MasksOf(const int16_t* block, int al) {
+  const __m128i shift = _mm_cvtsi32_si128(al);
+  const auto magnitudes = [&](const int16_t* half)
+                              HWY_ATTR { return _mm512_srl_epi16(_mm512_abs_epi16(_mm512_loadu_si512(half)), shift); };
+  const __m512i low = magnitudes(block), high = magnitudes(block + 32), one = _mm512_set1_epi16(1);
+  const __m512i first = ZigzagHalf<0>(low, high), last = ZigzagHalf<1>(low, high);
+  const auto join = [](uint32_t a, uint64_t b) { return a | b << 32; };
+  return {join(_mm512_test_epi16_mask(first, first), _mm512_test_epi16_mask(last, last)),
+          join(_mm512_cmpeq_epi16_mask(first, one), _mm512_cmpeq_epi16_mask(last, one)),
+          join(_mm512_test_epi16_mask(first, one), _mm512_test_epi16_mask(last, one))};
+}
+#else
+HWY_INLINE MagnitudeMasks MasksOf(const int16_t* block, int al) {
   const hn::Full128<uint16_t> d;
-  return hn::ShiftRightSame(hn::BitCast(d, hn::Abs(Row(block, row))), al);
-}
-
-HWY_INLINE ZigzagBytes MagnitudeBytes(const int16_t* block, int al) {
-  const auto pair = [&](int row) HWY_ATTR {
-    return PackRows(hn::BitCast(Words(), Magnitudes(block, row, al)),
-                    hn::BitCast(Words(), Magnitudes(block, row + 1, al)));
+  // -32768 stays what it is as an unsigned number.
+  const auto magnitudes = [&](int row) HWY_ATTR {
+    return hn::BitCast(Words(), hn::ShiftRightSame(hn::BitCast(d, hn::Abs(Row(block, row))), al));
   };
-  return ToZigzag(pair(0), pair(2), pair(4), pair(6));
-}
-
-// Bit k: the lowest bit of the magnitude at zigzag position k.
-HWY_INLINE uint64_t LowBitMask(const int16_t* block, int al) {
-  const auto one = hn::Set(Words(), 1);
-  const auto pair = [&](int row) HWY_ATTR {
-    return PackRows(hn::And(hn::BitCast(Words(), Magnitudes(block, row, al)), one),
-                    hn::And(hn::BitCast(Words(), Magnitudes(block, row + 1, al)), one));
+  const auto pair = [&](int row) HWY_ATTR { return PackRows(magnitudes(row), magnitudes(row + 1)); };
+  const auto odd_pair = [&](int row) HWY_ATTR {
+    const auto one = hn::Set(Words(), 1);
+    return PackRows(hn::And(magnitudes(row), one), hn::And(magnitudes(row + 1), one));
   };
-  return MaskEqual(ToZigzag(pair(0), pair(2), pair(4), pair(6)), 1);
+  const ZigzagBytes bytes = ToZigzag(pair(0), pair(2), pair(4), pair(6));
+  const ZigzagBytes lowest_bits = ToZigzag(odd_pair(0), odd_pair(2), odd_pair(4), odd_pair(6));
+  return {~MaskEqual(bytes, 0), MaskEqual(bytes, 1), MaskEqual(lowest_bits, 1)};
 }
+#endif
 
 // The bits of `from` where `mask` has ones, moved together at the bottom.
 ZMCJ_BIT_INSTRUCTIONS HWY_INLINE uint64_t Gather(uint64_t from, uint64_t mask) {
-#if HWY_TARGET == HWY_AVX2 && HWY_ARCH_X86_64
+#if HWY_TARGET <= HWY_AVX2 && HWY_ARCH_X86_64
   return __builtin_ia32_pext_di(from, mask);
 #else
   uint64_t gathered = 0;
@@ -146,7 +158,7 @@ ZMCJ_BIT_INSTRUCTIONS HWY_INLINE ZmcStatus CodeFirst(const int16_t* block, const
 
 ZMCJ_BIT_INSTRUCTIONS ZmcStatus First(const int16_t* block, const Band& band, const Destination& to,
                                       const EncodeSpec* ac, EncodeState* state) {
-  const uint64_t mask = ~MaskEqual(MagnitudeBytes(block, band.al), 0) & BandMask(band);
+  const uint64_t mask = MasksOf(block, band.al).not_zero & BandMask(band);
   int32_t run = state->eob_run;
   // Most bands of most blocks are empty: nothing but the run changes.
   if (mask == 0 && run < kLongestRun - 1) {
@@ -163,7 +175,7 @@ ZMCJ_BIT_INSTRUCTIONS ZmcStatus First(const int16_t* block, const Band& band, co
 
 ZMCJ_BIT_INSTRUCTIONS ZmcStatus CountFirst(const int16_t* block, const Band& band, uint32_t* counts,
                                            EncodeState* state) {
-  const uint64_t mask = ~MaskEqual(MagnitudeBytes(block, band.al), 0) & BandMask(band);
+  const uint64_t mask = MasksOf(block, band.al).not_zero & BandMask(band);
   int32_t run = state->eob_run;
   if (mask == 0 && run < kLongestRun - 1) {
     state->eob_run = run + 1;
@@ -180,11 +192,9 @@ ZMCJ_BIT_INSTRUCTIONS ZmcStatus CountFirst(const int16_t* block, const Band& ban
 template <class Sink>
 ZMCJ_BIT_INSTRUCTIONS HWY_INLINE ZmcStatus CodeRefine(const int16_t* block, const Band& band, EncodeState* state,
                                                       Sink& sink) {
-  const ZigzagBytes magnitudes = MagnitudeBytes(block, band.al);
-  const uint64_t in_band = BandMask(band);
-  const uint64_t old_or_new = ~MaskEqual(magnitudes, 0) & in_band;
-  const uint64_t low_bits = LowBitMask(block, band.al);
-  uint64_t fresh = MaskEqual(magnitudes, 1) & in_band;
+  const MagnitudeMasks masks = MasksOf(block, band.al);
+  const uint64_t old_or_new = masks.not_zero & BandMask(band), low_bits = masks.odd;
+  uint64_t fresh = masks.one & BandMask(band);
   int32_t run = state->eob_run;
   int pending = state->corrections;
   const auto put_pending = [&]() ZMCJ_BIT_INSTRUCTIONS {

@@ -10,6 +10,7 @@
 #include "jpeg/coding/bit_writer.h"
 #include "jpeg/coding/huffman_records.h"
 #include "jpeg/coding/progressive.h"
+#include "jpeg/coding/words.h"
 
 namespace zmcj {
 
@@ -193,14 +194,6 @@ inline ZmcStatus CountFirstReference(const int16_t* block, const Band& band, uin
 inline ZmcStatus CountRefineReference(const int16_t* block, const Band& band, uint32_t* counts, EncodeState* state) {
   AcCountingSink sink(counts);
   return CodeRefineReference(block, band, state, sink);
-}
-
-// One after the other becomes the highest first.
-inline uint64_t ReverseBits(uint64_t v) {
-  v = (v >> 1 & 0x5555555555555555u) | (v & 0x5555555555555555u) << 1;
-  v = (v >> 2 & 0x3333333333333333u) | (v & 0x3333333333333333u) << 2;
-  v = (v >> 4 & 0x0F0F0F0F0F0F0F0Fu) | (v & 0x0F0F0F0F0F0F0F0Fu) << 4;
-  return __builtin_bswap64(v);
 }
 
 // Appends n correction bits, the lowest first, as bytes of 0 and 1. Up to seven bytes behind them are overwritten.

@@ -24,6 +24,14 @@ inline void StoreBigEndian64(uint8_t* to, uint64_t word) {
   std::memcpy(to, &word, sizeof word);
 }
 
+// One after the other becomes the highest first.
+inline uint64_t ReverseBits(uint64_t v) {
+  v = (v >> 1 & 0x5555555555555555u) | (v & 0x5555555555555555u) << 1;
+  v = (v >> 2 & 0x3333333333333333u) | (v & 0x3333333333333333u) << 2;
+  v = (v >> 4 & 0x0F0F0F0F0F0F0F0Fu) | (v & 0x0F0F0F0F0F0F0F0Fu) << 4;
+  return __builtin_bswap64(v);
+}
+
 // Whether one of the eight bytes is 0xFF: only such a byte loses its top bit when 1 is added to it.
 inline bool HasByteFF(uint64_t word) { return (word & 0x8080808080808080u & ~(word + 0x0101010101010101u)) != 0; }
 

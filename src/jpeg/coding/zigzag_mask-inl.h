@@ -24,7 +24,7 @@ using VBytes = hn::Vec<Bytes>;
 
 // Two rows as bytes, saturated: zero, one and the sign survive.
 HWY_INLINE VBytes PackRows(VWords low, VWords high) {
-#if HWY_TARGET == HWY_AVX2 || HWY_TARGET == HWY_SSE4
+#if HWY_ARCH_X86
   return VBytes{_mm_packs_epi16(low.raw, high.raw)};
 #else
   const hn::Rebind<int8_t, Words> half;
@@ -67,12 +67,11 @@ HWY_INLINE ZigzagBytes ToZigzag(const VBytes p0, const VBytes p1, const VBytes p
 }
 
 HWY_INLINE uint64_t MaskEqual(VBytes part, VBytes value) {
-  const auto equal = hn::Eq(part, value);
-#if HWY_TARGET == HWY_AVX2 || HWY_TARGET == HWY_SSE4
-  return static_cast<uint16_t>(_mm_movemask_epi8(equal.raw));
+#if HWY_ARCH_X86
+  return static_cast<uint16_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(part.raw, value.raw)));
 #else
   uint8_t bits[8];
-  hn::StoreMaskBits(Bytes(), equal, bits);
+  hn::StoreMaskBits(Bytes(), hn::Eq(part, value), bits);
   return static_cast<uint64_t>(bits[0] | bits[1] << 8);
 #endif
 }
@@ -86,7 +85,28 @@ HWY_INLINE uint64_t MaskEqual(const ZigzagBytes& bytes, uint8_t value) {
 
 HWY_INLINE VWords Row(const int16_t* block, int row) { return hn::LoadU(Words(), block + 8 * row); }
 
-#if HWY_TARGET == HWY_AVX2
+#if HWY_TARGET == HWY_AVX3
+struct ZigzagWords {
+  constexpr ZigzagWords() {
+    for (int k = 0; k < 64; ++k) index[k] = kNaturalOrder[k];
+  }
+  alignas(64) uint16_t index[64] = {};
+};
+inline constexpr ZigzagWords kZigzagWords;
+
+// Positions 32 * kHalf and the 31 behind it.
+template <int kHalf>
+HWY_INLINE __m512i ZigzagHalf(__m512i low, __m512i high) {
+  return _mm512_permutex2var_epi16(low, _mm512_load_si512(kZigzagWords.index + 32 * kHalf), high);
+}
+
+// Bit k: the coefficient at zigzag position k is not zero.
+HWY_INLINE uint64_t NonZeroMask(const int16_t* block) {
+  const __m512i low = _mm512_loadu_si512(block), high = _mm512_loadu_si512(block + 32);
+  const __m512i first = ZigzagHalf<0>(low, high), last = ZigzagHalf<1>(low, high);
+  return _mm512_test_epi16_mask(first, first) | static_cast<uint64_t>(_mm512_test_epi16_mask(last, last)) << 32;
+}
+#elif HWY_TARGET == HWY_AVX2
 // For 32 positions of the zigzag order: where each position's coefficient stands in a register of four packed rows, of
 // which rows 0 and 2 are in the lower lane and rows 1 and 3 in the upper one. The sources are the first four rows, the
 // same with the lanes exchanged, and likewise the last four.
