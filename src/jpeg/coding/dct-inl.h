@@ -288,17 +288,14 @@ HWY_INLINE RowsV LowerRows(const Unfolded& x, size_t i) {
 }
 
 void InverseWords(const int16_t* src, int16_t* dst, const uint16_t* quantisers) {
+  const Rows d;
   const Unfolded x = Inverse(src, quantisers);
-  RowV upper[4], lower[4];
   ZMCJ_UNROLL
   for (size_t i = 0; i < kRegisters / 2; ++i) {
-    SplitRows(Rows(), Shuffle(UpperRows(x, i), dct::kUpperHalfReversed), i, upper);
-    SplitRows(Rows(), Shuffle(LowerRows(x, i), dct::kUpperHalfReversed), i, lower);
-  }
-  ZMCJ_UNROLL
-  for (size_t i = 0; i < 4; ++i) {
-    hn::StoreU(upper[i], Row(), dst + 8 * i);
-    hn::StoreU(lower[i], Row(), dst + 8 * (7 - i));
+    const RowsV upper = Shuffle(UpperRows(x, i), dct::kUpperHalfReversed);
+    const RowsV lower = hn::ReverseBlocks(d, Shuffle(LowerRows(x, i), dct::kUpperHalfReversed));
+    hn::StoreU(upper, d, dst + i * hn::MaxLanes(d));
+    hn::StoreU(lower, d, dst + (kRegisters - 1 - i) * hn::MaxLanes(d));
   }
 }
 
