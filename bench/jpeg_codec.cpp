@@ -94,7 +94,7 @@ const StandardTables& Tables() {
 
 // One MCU's blocks and, block by block, the component each belongs to.
 struct Mcu {
-  alignas(32) int16_t blocks[6][64];
+  alignas(64) int16_t blocks[6][64];
   int16_t* planes[3];
   int component[6];
   int count;
@@ -162,7 +162,7 @@ void WriteHeaders(Writer& writer, const Sampling& sampling, const uint8_t (&quan
 int Encode(const uint8_t* rgb, const Sampling& sampling, std::vector<uint8_t>& out) {
   const StandardTables& tables = Tables();
   uint8_t quantisers[2][64];
-  alignas(32) uint16_t reciprocals[2][64];
+  alignas(64) uint16_t reciprocals[2][64];
   for (int c = 0; c < 2; ++c) {
     std::copy(tables.quantisers[c], tables.quantisers[c] + 64, quantisers[c]);
     zmciQuantFwdRawTableInit_JPEG_8u(quantisers[c], kQuality);
@@ -201,7 +201,7 @@ int Encode(const uint8_t* rgb, const Sampling& sampling, std::vector<uint8_t>& o
 
 // What a decoder takes from the segments in front of the scan, and where the scan's data begin.
 struct Headers {
-  alignas(32) uint16_t quantisers[2][64];
+  alignas(64) uint16_t quantisers[2][64];
   std::vector<DecodeSpec> huffman[2];  // [DC, AC], in the order of their numbers
   int scan;
 };
