@@ -9,7 +9,7 @@
  * distance in bytes from the start of one row to the start of the next, for every sample type; at least 1, otherwise
  * any value: odd steps and rows at odd addresses are legal. Steps are not compared with the width. Sizes      In
  * samples (or pixels) and rows. Overlap    Source and destination regions do not overlap, except in the in-place forms.
- *   Alignment  Any address works. 32-byte alignment gives the best speed. Where alignment selects between two
+ *   Alignment  Any address works. 64-byte alignment gives the best speed. Where alignment selects between two
  *              arithmetics, the function says so.
  *   Threads    Every function is re-entrant and keeps no state between calls. A record (Huffman state, encoder handle)
  * is used by one thread at a time; different records are independent. Results    The same bits on every machine and at

@@ -39,7 +39,7 @@ inline constexpr std::array<uint8_t, 64> kNatural = {0,  1,  8,  16, 9,  2,  3, 
                                                      58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63};
 
 // 64 coefficients in natural order. The alignment is what the fastest vector loads ask for.
-struct alignas(32) Block {
+struct alignas(64) Block {
   std::array<int16_t, 64> values;
   int16_t* data() { return values.data(); }
   const int16_t* data() const { return values.data(); }
