@@ -4,21 +4,22 @@
  *
  * Common to every function unless its own comment says otherwise:
  *
- *   Status     Zero is success, negative is an error, positive a warning with complete outputs. Arguments are checked
- * in the order that the comment lists, before anything is written; the first failure is returned. Steps      The
- * distance in bytes from the start of one row to the start of the next, for every sample type; at least 1, otherwise
- * any value: odd steps and rows at odd addresses are legal. Steps are not compared with the width. Sizes      In
- * samples (or pixels) and rows. Overlap    Source and destination regions do not overlap, except in the in-place forms.
- *   Alignment  Any address works. 64-byte alignment gives the best speed. Where alignment selects between two
- *              arithmetics, the function says so.
- *   Threads    Every function is re-entrant and keeps no state between calls. A record (Huffman state, encoder handle)
- * is used by one thread at a time; different records are independent. Results    The same bits on every machine and at
- * every instruction-set level.
+ * - Status: zero is success, negative is an error, positive a warning with complete outputs. Arguments are checked in
+ *   the order that the comment lists, before anything is written; the first failure is returned.
+ * - Steps: the distance in bytes from the start of one row to the start of the next, for every sample type; at least 1,
+ *   otherwise any value: odd steps and rows at odd addresses are legal. Steps are not compared with the width.
+ * - Sizes: in samples (or pixels) and rows.
+ * - Overlap: source and destination regions do not overlap, except in the in-place forms.
+ * - Alignment: any address works. 64-byte alignment gives the best speed. Where alignment selects between two
+ *   arithmetics, the function says so.
+ * - Threads: every function is re-entrant and keeps no state between calls. A record (Huffman state, encoder handle) is
+ *   used by one thread at a time; different records are independent.
+ * - Results: the same bits on every machine and at every instruction-set level.
  *
- * Names: zmci + operation + _JPEG or _JPEG2K + source and destination types (8u, 16s, 16u, 32s, 32f; 1u is a bit
- * stream)
- * + layout. C1, C3, C4: interleaved channels in one buffer. P3, P4: planes, as an array of pointers. R: a region with a
- * row step. I: in place. LS: the JPEG level shift of 128 is applied. MCU: whole minimum coded units of 8x8 blocks.
+ * Names: zmci, the operation, _JPEG or _JPEG2K, source and destination types (8u, 16s, 16u, 32s, 32f; 1u is a bit
+ * stream) and the layout. C1, C3, C4: interleaved channels in one buffer. P3, P4: planes, as an array of pointers. R: a
+ * region with a row step. I: in place. LS: the JPEG level shift of 128 is applied. MCU: whole minimum coded units of
+ * 8x8 blocks.
  */
 #ifndef ZMCJ_H
 #define ZMCJ_H
