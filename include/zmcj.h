@@ -927,15 +927,17 @@ ZMCJ_API ZmcStatus zmciDecodeGetBufSize_JPEG2K(int width, int height, uint32_t* 
  *   pSrc             the compressed data, all segments one after another; data missing at a segment's end count as 0xFF
  *   pDst, dstStep    the coefficients, rows dstStep bytes apart, at any address
  *   orientation      2 for HL, 3 for HH, anything else for LL and LH
- *   nBitPlanes       magnitude bit-planes, up to 31; the first coded plane is nBitPlanes - 1; below 1 nothing is
- * decoded nPasses          coding passes to decode; below 1 nothing is decoded pSegmentLengths  nSegments lengths in
- * bytes; where the passes need more segments, the further ones are empty flags            sum of: 0x1 vertically causal
- * contexts; 0x2 selective arithmetic-coding bypass; 0x4 every pass ends its segment; 0x8 contexts reset after each MQ
- * pass; 0x10 segmentation symbols; 0x10000 on damaged data reconstruct from the planes above; 0x20000 the destination
- * is zero already; 0x40000 keep the half-step bit below the last plane; 0x80000 the work buffer is zero already;
- * 0x100000 check the ends of terminated segments, which must have been made by predictable termination (D.4.2). Other
- * bits are ignored. pErrorBitPlane   may be null; receives the plane of the pass that found damage, otherwise left
- * alone pBuffer          work buffer at any address, of the size that zmciDecodeGetBufSize_JPEG2K tells; its contents
+ *   nBitPlanes       magnitude bit-planes, up to 31; the first coded plane is nBitPlanes - 1; below 1 nothing is decoded
+ *   nPasses          coding passes to decode; below 1 nothing is decoded
+ *   pSegmentLengths  nSegments lengths in bytes; where the passes need more segments, the further ones are empty
+ *   flags            sum of: 0x1 vertically causal contexts; 0x2 selective arithmetic-coding bypass; 0x4 every pass
+ *                    ends its segment; 0x8 contexts reset after each MQ pass; 0x10 segmentation symbols; 0x10000 on
+ *                    damaged data reconstruct from the planes above; 0x20000 the destination is zero already; 0x40000
+ *                    keep the half-step bit below the last plane; 0x80000 the work buffer is zero already; 0x100000
+ *                    check the ends of terminated segments, which must have been made by predictable termination
+ *                    (D.4.2). Other bits are ignored.
+ *   pErrorBitPlane   may be null; receives the plane of the pass that found damage, otherwise left alone
+ *   pBuffer          work buffer at any address, of the size that zmciDecodeGetBufSize_JPEG2K tells; its contents
  *                    afterwards are unspecified
  * The segments follow from the options: a segment of MQ passes lasts until the next raw pass and the other way round,
  * with 0x4 every pass has its own. Raw are, with 0x2, the first two passes of the planes below nBitPlanes - 4.
