@@ -297,14 +297,14 @@ TEST(Colour, TouchesNothingBeyondARow) {
 }
 
 // Large enough for stores past the caches: steps that take the rows through all alignments, planes of equal and of
-// different alignment.
+// different alignment, rows without gaps.
 TEST(Colour, LargeImages) {
   Random random(2);
   for (const Level level : Levels()) {
     if (level == Level::kScalar) continue;
     AtLevel at(level);
     for (const Case& c : Cases()) {
-      const int width = 2051, row_bytes = width * c.to.bytes;
+      const int width = 4099, row_bytes = width * c.to.bytes;
       const ZmciSize size = {width, (4 << 20) / (row_bytes * c.to.planes) + 1};
       Image from(c.from, size, 5), to(c.to, size, row_bytes % 2 == 0 ? 3 : 2);
       from.Fill(random);
@@ -313,15 +313,23 @@ TEST(Colour, LargeImages) {
       to.pointers[1] += 1;
       ASSERT_TRUE(Check(c, from.source(), from.step, to.pointers, to.step, size)) << LevelName(level);
     }
+    for (const Case& c : Cases()) {
+      const ZmciSize size = {100, (4 << 20) / (100 * c.to.bytes * c.to.planes) + 1};
+      Image from(c.from, size), to(c.to, size);
+      from.Fill(random);
+      ASSERT_TRUE(Check(c, from.source(), from.step, to.pointers, to.step, size)) << LevelName(level);
+    }
   }
 }
 
 #ifdef _OPENMP
 TEST(Colour, SameForAnyNumberOfThreads) {
   Random random(3);
-  const ZmciSize size = {331, 97};
   const int before = omp_get_max_threads(), levels_before = omp_get_max_active_levels();
-  for (const Case& c : Cases()) {
+  for (size_t i = 0; i < 2 * Cases().size(); ++i) {
+    const Case& c = Cases()[i / 2];
+    // Rows that are converted one by one, and rows that are converted as one.
+    const ZmciSize size = {i % 2 == 0 ? 331 : 332, 97};
     Image from(c.from, size);
     from.Fill(random);
     for (const int threads : {1, 2, 3, 16}) {
@@ -335,8 +343,8 @@ TEST(Colour, SameForAnyNumberOfThreads) {
       Image to[2] = {Image(c.to, size), Image(c.to, size)};
       bool good[2] = {};
 #pragma omp parallel for num_threads(2)
-      for (int i = 0; i < 2; ++i)
-        good[i] = static_cast<bool>(Check(c, from.source(), from.step, to[i].pointers, to[i].step, size));
+      for (int k = 0; k < 2; ++k)
+        good[k] = static_cast<bool>(Check(c, from.source(), from.step, to[k].pointers, to[k].step, size));
       ASSERT_TRUE(good[0] && good[1]) << c.name << ", in a parallel region, " << levels << " active levels";
     }
     omp_set_max_active_levels(levels_before);

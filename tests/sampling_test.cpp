@@ -217,7 +217,7 @@ TEST(Sampling, RegionsThatDisagree) {
 // Large enough for stores past the caches and for several threads; odd steps take the rows through all alignments.
 TEST(Sampling, LargePlanesAndAnyNumberOfThreads) {
   Random random(14);
-  const ZmciSize size = {2051, 2053};
+  const ZmciSize size = {4099, 1027};
   std::vector<uint8_t> source(static_cast<size_t>(4 * size.width + 8) * static_cast<size_t>(size.height + 1));
   std::vector<uint8_t> to(static_cast<size_t>(size.width + 2) * static_cast<size_t>(size.height));
   random.FillInRuns(source.data(), source.size(), 0, 255);

@@ -1,10 +1,13 @@
 // Runs the rows of a whole-image operation, on the calling thread or divided among an OpenMP team.
 //
-// `row(y)` does one row, and each row's output depends on the row's index alone: the results do not depend on the
-// division. `finish()` is called by each thread after its last row (a store fence, say).
+// `rows(begin, end)` does rows begin..end-1, of which there may be none, in order. Each row's output depends on the
+// row's index alone: the results do not depend on the division.
 #pragma once
 
 #include <cstdint>
+#ifdef _OPENMP
+#include <omp.h>
+#endif
 
 #include "zmcj.h"
 
@@ -20,30 +23,22 @@ constexpr bool WorthThreads(ZmciSize size) {
   return static_cast<int32_t>(product) > kMaxSerialPixels;
 }
 
-// All rows in order on the calling thread.
-template <class Row, class Finish>
-void RunRowsSerial(ZmciSize size, const Row& row, const Finish& finish) {
-  for (int32_t y = 0; y < size.height; ++y) row(y);
-  finish();
-}
-
-// A small region as RunRowsSerial; a larger one in a parallel region with the runtime's default number of threads, each
-// of which does one contiguous block of rows in order. Inside somebody's parallel region the runtime decides whether a
-// team forms. Returns when all rows are done. Without OpenMP everything is serial.
-template <class Row, class Finish>
-void RunRowsParallel(ZmciSize size, const Row& row, const Finish& finish) {
+// A small region's rows in one call on the calling thread; a larger region's in a parallel region with the runtime's
+// default number of threads, one call each. Inside somebody's parallel region the runtime decides whether a team forms.
+// Returns when all rows are done. Without OpenMP everything is serial.
+template <class Rows>
+void RunRowsParallel(ZmciSize size, const Rows& rows) {
 #ifdef _OPENMP
   if (WorthThreads(size)) {
 #pragma omp parallel
     {
-#pragma omp for schedule(static) nowait
-      for (int32_t y = 0; y < size.height; ++y) row(y);
-      finish();
+      const int64_t height = size.height, thread = omp_get_thread_num(), threads = omp_get_num_threads();
+      rows(static_cast<int32_t>(height * thread / threads), static_cast<int32_t>(height * (thread + 1) / threads));
     }
     return;
   }
 #endif
-  RunRowsSerial(size, row, finish);
+  rows(0, size.height);
 }
 
 }  // namespace zmcj

@@ -11,10 +11,13 @@
 #define ZMCJ_COLOUR_BYTES_INL
 #endif
 
+#include <hwy/cache_control.h>
 #include <hwy/highway.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <numeric>
 
 HWY_BEFORE_NAMESPACE();
 namespace zmcj::HWY_NAMESPACE {
@@ -49,12 +52,41 @@ HWY_INLINE void Store(V8 v, uint8_t* p) {
   kStores == Stores::kStreaming ? hn::Stream(v, D8(), p) : hn::StoreU(v, D8(), p);
 }
 
-// How many units of so many bytes lie before the first one whose address can be streamed to; -1: there is none.
-inline ptrdiff_t UnitsBeforeStreaming(const uint8_t* to, int unit_bytes) {
-  for (int i = 0; i < kPixels; ++i) {
-    if ((reinterpret_cast<uintptr_t>(to) + static_cast<uintptr_t>(i * unit_bytes)) % kPixels == 0) return i;
+// The units begin..end-1 of a row, which are streamed to: whole blocks and whole cache lines, as a line that is written
+// both past the caches and through them costs hundreds of nanoseconds. Before them lie no units or at least a block's,
+// and so behind them.
+struct StreamedUnits {
+  ptrdiff_t begin, end;
+};
+
+// The length of a block is a power of two.
+inline StreamedUnits FindStreamedUnits(const uint8_t* row, int unit_bytes, ptrdiff_t block, ptrdiff_t units) {
+  constexpr int kLine = 64;
+  // Incomplete lines at the ends cost a short row more than it gains.
+  constexpr ptrdiff_t kMinRaggedBytes = 4096;
+  const ptrdiff_t whole = std::max<ptrdiff_t>(kLine / std::gcd(kLine, unit_bytes), block);
+  for (ptrdiff_t i = 0; i < whole; ++i) {
+    if (reinterpret_cast<uintptr_t>(row + i * unit_bytes) % kLine != 0) continue;
+    const ptrdiff_t begin = i == 0 || i >= block ? i : i + whole;
+    const ptrdiff_t rest = (units - begin) % whole;
+    const ptrdiff_t end = units - (rest == 0 || rest >= block ? rest : rest + whole);
+    const bool ragged = begin > 0 || end < units;
+    return ragged && units * unit_bytes < kMinRaggedBytes ? StreamedUnits{0, 0} : StreamedUnits{begin, end};
   }
-  return -1;
+  return {0, 0};
+}
+
+// Asks for the lines of begin..end-1 ahead of their use.
+inline void Fetch(const uint8_t* begin, const uint8_t* end) {
+  for (; begin < end; begin += 64) hwy::Prefetch(begin);
+}
+
+// Asks for what a streaming kernel's source holds a page and a half ahead, as the processor's own prefetching stops at
+// the ends of pages. Of use where much more is read than written. The address may lie anywhere.
+template <ptrdiff_t kBytes>
+HWY_INLINE void FetchAhead(const uint8_t* source) {
+  const auto ahead = reinterpret_cast<const uint8_t*>(reinterpret_cast<uintptr_t>(source) + 6144);
+  ZMCJ_UNROLL for (ptrdiff_t i = 0; i < kBytes; i += 64) hwy::Prefetch(ahead + i);
 }
 
 // Part by part: all registers' lower parts, then all their upper ones.

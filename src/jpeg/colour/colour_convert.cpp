@@ -20,8 +20,7 @@ namespace zmcj::HWY_NAMESPACE {
 namespace {
 template <size_t... kIndex>
 constexpr ColourKernels MakeKernels(std::index_sequence<kIndex...>) {
-  return {{ConvertRowVector<kVariants[kIndex], Stores::kPlain>...},
-          {ConvertRowVector<kVariants[kIndex], Stores::kStreaming>...}};
+  return {{ConvertRowVector<kVariants[kIndex]>...}, {ConvertRowStreaming<kVariants[kIndex]>...}};
 }
 }  // namespace
 extern constexpr ColourKernels kColour = MakeKernels(std::make_index_sequence<kConversions>());
@@ -62,17 +61,26 @@ ZmcStatus Convert(Conversion conversion, const uint8_t* const* source, int sourc
   const int64_t row_bytes = int64_t{size.width} * PixelBytes(variant.destination);
   const bool stream = WorthStreaming(row_bytes, int64_t{size.height} * destination_planes);
   const ConvertRow convert = (stream ? colour->streaming_rows : colour->rows)[index];
-  const auto row = [&](int y) {
+  const auto convert_row = [&](int y, int64_t width) {
     convert(RowPointers<SourceRow>(source, source_planes, y, source_step),
-            RowPointers<DestinationRow>(destination, destination_planes, y, destination_step), size.width);
+            RowPointers<DestinationRow>(destination, destination_planes, y, destination_step),
+            static_cast<ptrdiff_t>(width));
   };
-  const auto finish = [&] {
+  // Rows without gaps between them are converted as one, which spares their ends.
+  const bool gapless = size.width % 4 == 0 && destination_step == row_bytes &&
+                       source_step == int64_t{size.width} * PixelBytes(variant.source);
+  const auto rows = [&](int begin, int end) {
+    if (gapless) {
+      convert_row(begin, int64_t{size.width} * (end - begin));
+    } else {
+      for (int y = begin; y < end; ++y) convert_row(y, size.width);
+    }
     if (stream) StreamFence();
   };
   if (IsPacked(variant.source) || IsPacked(variant.destination)) {
-    RunRowsSerial(size, row, finish);
+    rows(0, size.height);
   } else {
-    RunRowsParallel(size, row, finish);
+    RunRowsParallel(size, rows);
   }
   return zmcStatusOk;
 }

@@ -128,29 +128,29 @@ constexpr int Pack16(Pixel p) {
 }
 
 template <Layout kLayout>
-Pixel LoadPixel(const SourceRow& row, int x) {
-  if (IsPacked(kLayout)) return Unpack16<kLayout>(LoadSample<uint16_t>(row[0] + 2 * static_cast<ptrdiff_t>(x)));
+Pixel LoadPixel(const SourceRow& row, ptrdiff_t x) {
+  if (IsPacked(kLayout)) return Unpack16<kLayout>(LoadSample<uint16_t>(row[0] + 2 * x));
   Pixel p = {};
   constexpr int kBytes = PixelBytes(kLayout);
   constexpr int kComponents = kBytes > 1 ? kBytes : PlaneCount(kLayout);
   for (int i = 0; i < kComponents; ++i) {
     const int c = IsBlueFirst(kLayout) ? 2 - i : i;
-    p.c[c] = kBytes > 1 ? row[0][static_cast<ptrdiff_t>(x) * kBytes + i] : row[static_cast<size_t>(i)][x];
+    p.c[c] = kBytes > 1 ? row[0][x * kBytes + i] : row[static_cast<size_t>(i)][x];
   }
   return p;
 }
 
 template <Layout kLayout>
-void StorePixel(const DestinationRow& row, int x, Pixel p) {
+void StorePixel(const DestinationRow& row, ptrdiff_t x, Pixel p) {
   if (IsPacked(kLayout)) {
-    StoreSample(row[0] + 2 * static_cast<ptrdiff_t>(x), static_cast<uint16_t>(Pack16<kLayout>(p)));
+    StoreSample(row[0] + 2 * x, static_cast<uint16_t>(Pack16<kLayout>(p)));
     return;
   }
   constexpr int kBytes = PixelBytes(kLayout);
   constexpr int kComponents = kBytes > 1 ? kBytes : PlaneCount(kLayout);
   for (int i = 0; i < kComponents; ++i) {
     const auto value = static_cast<uint8_t>(p.c[IsBlueFirst(kLayout) ? 2 - i : i]);
-    (kBytes > 1 ? row[0][static_cast<ptrdiff_t>(x) * kBytes + i] : row[static_cast<size_t>(i)][x]) = value;
+    (kBytes > 1 ? row[0][x * kBytes + i] : row[static_cast<size_t>(i)][x]) = value;
   }
 }
 
@@ -159,9 +159,9 @@ constexpr Pixel Invert(Pixel p) { return {{255 - p.c[0], 255 - p.c[1], 255 - p.c
 
 // Columns begin..end-1, all by the arithmetic's grouped form or all by its form for the remaining columns.
 template <Variant kVariant, Pixel (*kFormula)(Pixel)>
-void ConvertColumns(const SourceRow& source, const DestinationRow& destination, int begin, int end) {
+void ConvertColumns(const SourceRow& source, const DestinationRow& destination, ptrdiff_t begin, ptrdiff_t end) {
   constexpr bool kForward = IsForward(kVariant.arithmetic);
-  for (int x = begin; x < end; ++x) {
+  for (ptrdiff_t x = begin; x < end; ++x) {
     Pixel p = LoadPixel<kVariant.source>(source, x);
     if (HasK(kVariant.source) && kForward) p = Invert(p);
     p = kFormula(p);
@@ -171,16 +171,16 @@ void ConvertColumns(const SourceRow& source, const DestinationRow& destination, 
 }
 
 template <Variant kVariant>
-void ConvertTailColumns(const SourceRow& source, const DestinationRow& destination, int begin, int end) {
+void ConvertTailColumns(const SourceRow& source, const DestinationRow& destination, ptrdiff_t begin, ptrdiff_t end) {
   ConvertColumns<kVariant, Tail<kVariant.arithmetic>>(source, destination, begin, end);
 }
 
 // The columns below this one take the grouped form.
-constexpr int GroupedColumns(int width) { return width & ~3; }
+constexpr ptrdiff_t GroupedColumns(ptrdiff_t width) { return width & ~ptrdiff_t{3}; }
 
 template <Variant kVariant>
-void ConvertRowReference(const SourceRow& source, const DestinationRow& destination, int width) {
-  const int grouped = GroupedColumns(width);
+void ConvertRowReference(const SourceRow& source, const DestinationRow& destination, ptrdiff_t width) {
+  const ptrdiff_t grouped = GroupedColumns(width);
   ConvertColumns<kVariant, Grouped<kVariant.arithmetic>>(source, destination, 0, grouped);
   ConvertTailColumns<kVariant>(source, destination, grouped, width);
 }

@@ -98,7 +98,7 @@ using SourceRow = std::array<const uint8_t*, 4>;
 using DestinationRow = std::array<uint8_t*, 4>;
 
 // Converts `width` pixels. A row may be cut at any multiple of four columns and converted piece by piece.
-using ConvertRow = void (*)(const SourceRow& source, const DestinationRow& destination, int width);
+using ConvertRow = void (*)(const SourceRow& source, const DestinationRow& destination, ptrdiff_t width);
 
 struct ColourKernels {
   std::array<ConvertRow, kConversions> rows;

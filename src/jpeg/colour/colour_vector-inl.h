@@ -12,6 +12,8 @@
 
 #include <hwy/highway.h>
 
+#include <algorithm>
+
 #include "jpeg/colour/colour_bytes-inl.h"
 #include "jpeg/colour/colour_formulas.h"
 
@@ -371,40 +373,44 @@ HWY_INLINE void ConvertBlock(const SourceRow& source, const DestinationRow& dest
   }
 }
 
-// For a row's first and last blocks: out of line, as they would be most of the code.
+// Columns begin..end-1: none, or at least a block's. The last block may take some for the second time, to the same
+// effect.
 template <Variant kVariant>
-HWY_NOINLINE void ConvertEdgeBlock(const SourceRow& source, const DestinationRow& destination, ptrdiff_t x) {
-  ConvertBlock<kVariant, Stores::kPlain>(source, destination, x);
+HWY_NOINLINE void ConvertBlocks(SourceRow source, DestinationRow destination, ptrdiff_t begin, ptrdiff_t end) {
+  for (ptrdiff_t x = begin; x < end; x += kPixels)
+    ConvertBlock<kVariant, Stores::kPlain>(source, destination, std::min(x, end - kPixels));
 }
 
-// The column from which all planes can be streamed to; -1: none, the planes' addresses differ.
-template <Layout kLayout>
-ptrdiff_t FirstStreamingColumn(const DestinationRow& row) {
-  const ptrdiff_t first = UnitsBeforeStreaming(row[0], PixelBytes(kLayout));
-  for (size_t i = 1; i < static_cast<size_t>(PlaneCount(kLayout)); ++i) {
-    if (UnitsBeforeStreaming(row[i], 1) != first) return -1;
-  }
-  return first;
+template <Variant kVariant>
+void ConvertRowVector(const SourceRow& source, const DestinationRow& destination, ptrdiff_t width) {
+  const ptrdiff_t grouped = GroupedColumns(width);
+  if (grouped < kPixels) return ConvertRowReference<kVariant>(source, destination, width);
+  ConvertBlocks<kVariant>(source, destination, 0, grouped);
+  ConvertTailColumns<kVariant>(source, destination, grouped, width);
 }
 
-template <Variant kVariant, Stores kStores>
-void ConvertRowVector(const SourceRow& source_row, const DestinationRow& destination_row, int width) {
-  const int grouped = GroupedColumns(width);
-  if (grouped < 2 * kPixels && kStores == Stores::kStreaming)
-    return ConvertRowVector<kVariant, Stores::kPlain>(source_row, destination_row, width);
-  if (grouped < kPixels) return ConvertRowReference<kVariant>(source_row, destination_row, width);
-  // Copies, which the compiler knows that no store changes.
-  const SourceRow source = source_row;
-  const DestinationRow destination = destination_row;
-  ptrdiff_t x = 0;
-  if (kStores == Stores::kStreaming) {
-    x = FirstStreamingColumn<kVariant.destination>(destination);
-    if (x < 0) return ConvertRowVector<kVariant, Stores::kPlain>(source_row, destination_row, width);
-    if (x > 0) ConvertEdgeBlock<kVariant>(source_row, destination_row, 0);
+template <Variant kVariant>
+HWY_INLINE void StreamBlocks(SourceRow source, DestinationRow destination, ptrdiff_t begin, ptrdiff_t end) {
+  for (ptrdiff_t x = begin; x < end; x += kPixels) {
+    if constexpr (kVariant.arithmetic == Arithmetic::kLumaInteger) FetchAhead<3 * kPixels>(source[0] + 3 * x);
+    ConvertBlock<kVariant, Stores::kStreaming>(source, destination, x);
   }
-  for (; x <= grouped - kPixels; x += kPixels) ConvertBlock<kVariant, kStores>(source, destination, x);
-  // The last block, like the first, may take some columns for the second time, to the same effect.
-  if (x < grouped) ConvertEdgeBlock<kVariant>(source_row, destination_row, grouped - kPixels);
+}
+
+template <Variant kVariant>
+void ConvertRowStreaming(const SourceRow& source, const DestinationRow& destination, ptrdiff_t width) {
+  constexpr ptrdiff_t kBytes = PixelBytes(kVariant.destination);
+  constexpr size_t kPlanes = PlaneCount(kVariant.destination);
+  const ptrdiff_t grouped = GroupedColumns(width);
+  const auto [begin, end] = FindStreamedUnits(destination[0], kBytes, kPixels, grouped);
+  bool possible = begin < end;
+  for (size_t i = 1; i < kPlanes; ++i) possible &= reinterpret_cast<uintptr_t>(destination[i] + begin) % kPixels == 0;
+  if (!possible) return ConvertRowVector<kVariant>(source, destination, width);
+  // The lines of the row's end, and of the next one's beginning where no gap lies between.
+  for (size_t i = 0; i < kPlanes; ++i) Fetch(destination[i] + kBytes * end, destination[i] + kBytes * width);
+  ConvertBlocks<kVariant>(source, destination, 0, begin);
+  StreamBlocks<kVariant>(source, destination, begin, end);
+  ConvertBlocks<kVariant>(source, destination, end, grouped);
   ConvertTailColumns<kVariant>(source, destination, grouped, width);
 }
 

@@ -16,7 +16,10 @@
 HWY_BEFORE_NAMESPACE();
 namespace zmcj::HWY_NAMESPACE {
 #if ZMCJ_VECTOR_LEVEL
-extern constexpr SamplingKernels kSampling = {kFilterRows<Stores::kPlain>, kFilterRows<Stores::kStreaming>};
+extern constexpr SamplingKernels kSampling = {
+    {FilterRowVector<BoxH2V1>, FilterRowVector<BoxH2V2>, FilterRowVector<TriangleH2V1>, FilterRowVector<TriangleH2V2>},
+    {FilterRowStreaming<BoxH2V1>, FilterRowStreaming<BoxH2V2>, FilterRowStreaming<TriangleH2V1>,
+     FilterRowStreaming<TriangleH2V2>}};
 #endif
 }  // namespace zmcj::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
@@ -61,19 +64,18 @@ ZmcStatus SamplePlane(Filter filter, const uint8_t* source, int source_step, Zmc
   }
   const bool stream = WorthStreaming(destination_size.width, destination_size.height);
   const FilterRow filter_row = stream ? sampling->streaming_rows[static_cast<size_t>(filter)] : RowFilter(filter);
-  const auto row = [&](int y) {
-    const RowPair rows = SourceRows(filter, y, source_size.height);
-    const uint8_t* first = RowAt(source, rows.first, source_step);
-    const uint8_t* second = RowAt(source, rows.second, source_step);
-    filter_row(first, second, RowAt(destination, y, destination_step), destination_size.width);
-  };
-  const auto finish = [&] {
+  const auto rows = [&](int begin, int end) {
+    for (int y = begin; y < end; ++y) {
+      const auto [first, second] = SourceRows(filter, y, source_size.height);
+      filter_row(RowAt(source, first, source_step), RowAt(source, second, source_step),
+                 RowAt(destination, y, destination_step), destination_size.width);
+    }
     if (stream) StreamFence();
   };
   if (filter == Filter::kTriangleH2V1) {
-    RunRowsSerial(destination_size, row, finish);
+    rows(0, destination_size.height);
   } else {
-    RunRowsParallel(destination_size, row, finish);
+    RunRowsParallel(destination_size, rows);
   }
   return zmcStatusOk;
 }

@@ -1,7 +1,6 @@
 // The sampling filters' vector bodies, compiled once per level.
 //
-// A row is filtered in blocks. The last one is taken from the row's end and repeats some samples to the same effect, as
-// does the first one where streaming begins at a later, aligned address. Rows shorter than a block go to the reference.
+// A row is filtered in blocks; rows shorter than a block go to the reference. A row may be cut at any even column.
 //
 // No ordinary include guard: read once per level.
 #if defined(ZMCJ_SAMPLING_VECTOR_INL) == defined(HWY_TARGET_TOGGLE)
@@ -13,8 +12,7 @@
 
 #include <hwy/highway.h>
 
-#include <array>
-#include <type_traits>
+#include <algorithm>
 
 #include "jpeg/colour/colour_bytes-inl.h"
 #include "jpeg/colour/sampling_filters.h"
@@ -112,32 +110,39 @@ struct TriangleH2V2 {
 };
 
 template <class Filter, Stores kStores>
-void FilterRowVector(const uint8_t* first, const uint8_t* second, uint8_t* to, ptrdiff_t count) {
-  const auto block = [=](ptrdiff_t pair, auto stores) {
-    const ptrdiff_t from = pair * Filter::kSourcesPerPair;
-    Filter::template Block<decltype(stores)::value>(first + from, second + from, to + 2 * pair);
-  };
-  constexpr std::integral_constant<Stores, Stores::kPlain> kPlain;
-  constexpr std::integral_constant<Stores, kStores> kWanted;
+HWY_INLINE void FilterBlock(const uint8_t* first, const uint8_t* second, uint8_t* to, ptrdiff_t pair) {
+  const ptrdiff_t from = pair * Filter::kSourcesPerPair;
+  Filter::template Block<kStores>(first + from, second + from, to + 2 * pair);
+}
 
-  const ptrdiff_t pairs = count / 2;
-  if (pairs < Filter::kPairs) return Filter::kReference(first, second, to, count);
+template <class Filter>
+void FilterRowVector(const uint8_t* first, const uint8_t* second, uint8_t* to, ptrdiff_t count) {
+  const ptrdiff_t pairs = count / 2, last = pairs - Filter::kPairs;
+  if (last < 0) return Filter::kReference(first, second, to, count);
   ptrdiff_t pair = 0;
-  if (kStores == Stores::kStreaming) {
-    pair = UnitsBeforeStreaming(to, 2);
-    if (pair < 0) return FilterRowVector<Filter, Stores::kPlain>(first, second, to, count);
-    if (pair > 0) block(0, kPlain);
-  }
-  for (; pair <= pairs - Filter::kPairs; pair += Filter::kPairs) block(pair, kWanted);
-  if (pair < pairs) block(pairs - Filter::kPairs, kPlain);
+  for (; pair <= last; pair += Filter::kPairs) FilterBlock<Filter, Stores::kPlain>(first, second, to, pair);
+  // The last block may make some samples for the second time, to the same effect.
+  if (pair < pairs) FilterBlock<Filter, Stores::kPlain>(first, second, to, last);
   const ptrdiff_t from = pairs * Filter::kSourcesPerPair;
   Filter::kReference(first + from, second + from, to + 2 * pairs, count - 2 * pairs);
 }
 
-template <Stores kStores>
-constexpr std::array<FilterRow, kFilters> kFilterRows = {
-    FilterRowVector<BoxH2V1, kStores>, FilterRowVector<BoxH2V2, kStores>, FilterRowVector<TriangleH2V1, kStores>,
-    FilterRowVector<TriangleH2V2, kStores>};
+template <class Filter>
+void FilterRowStreaming(const uint8_t* first, const uint8_t* second, uint8_t* to, ptrdiff_t count) {
+  constexpr ptrdiff_t kSources = Filter::kSourcesPerPair;
+  const auto [begin, end] = FindStreamedUnits(to, 2, Filter::kPairs, count / 2);
+  if (begin >= end) return FilterRowVector<Filter>(first, second, to, count);
+  Fetch(to + 2 * end, to + count);
+  FilterRowVector<Filter>(first, second, to, 2 * begin);
+  for (ptrdiff_t pair = begin; pair < end; pair += Filter::kPairs) {
+    if (kSources > 1) {
+      FetchAhead<kSources * Filter::kPairs>(first + kSources * pair);
+      if (second != first) FetchAhead<kSources * Filter::kPairs>(second + kSources * pair);
+    }
+    FilterBlock<Filter, Stores::kStreaming>(first, second, to, pair);
+  }
+  FilterRowVector<Filter>(first + kSources * end, second + kSources * end, to + 2 * end, count - 2 * end);
+}
 
 }  // namespace
 #endif
