@@ -927,7 +927,7 @@ ZMCJ_API ZmcStatus zmciDecodeGetBufSize_JPEG2K(int width, int height, uint32_t* 
  *   pSrc             the compressed data, all segments one after another; data missing at a segment's end count as 0xFF
  *   pDst, dstStep    the coefficients, rows dstStep bytes apart, at any address
  *   orientation      2 for HL, 3 for HH, anything else for LL and LH
- *   nBitPlanes       magnitude bit-planes, up to 31; the first coded plane is nBitPlanes - 1; below 1: nothing to decode
+ *   nBitPlanes       magnitude bit-planes, up to 31; the first coded plane is nBitPlanes - 1; below 1: nothing is done
  *   nPasses          coding passes to decode; below 1 nothing is decoded
  *   pSegmentLengths  nSegments lengths in bytes; where the passes need more segments, the further ones are empty
  *   flags            sum of: 0x1 vertically causal contexts; 0x2 selective arithmetic-coding bypass; 0x4 every pass
