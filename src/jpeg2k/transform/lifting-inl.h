@@ -196,10 +196,12 @@ ZMCJ_LIFTING_INLINE int FeedColumns(const FeedRows<typename W::Sample>& rows, in
     }
   };
   if (columns - x < M::kLanes) return x;
+  const bool jumps = rows.next[0] != nullptr;
   V b[kCount], a[kCount];
   enter(x, b, a);
   for (; columns - x >= 2 * M::kLanes; x += M::kLanes) {
-    if (x % kCacheLine == 0) {
+    if (jumps && x % kCacheLine == 0) {
+#pragma GCC unroll 4
       for (const auto* row : rows.next) __builtin_prefetch(row + x);
     }
     V next_b[kCount], next_a[kCount];
@@ -408,9 +410,21 @@ void LiftLongRow(Source src, Target dst, const Line& line, const typename W::Sam
     for (int step = 0; step < kSteps; ++step) ladder.rung(step) = M::Spread(ladder.rung(step), static_cast<int>(i) - 1);
   }
   enter(i, b, a);
+  V next_b, next_a;
+  // Away from the end, two turns at once, which spares them to hand registers on.
+  const auto turn = [&](int64_t at, V& this_b, V& this_a, V& that_b, V& that_a) ZMCJ_LIFTING_LAMBDA {
+    __builtin_prefetch(next + 2 * at);
+    from.template Load<M>(at + kLanes, that_b, that_a);
+    ladder.lower.Climb(that_b, that_a);
+    ladder.upper.Climb(this_b, this_a);
+    to.template Store<M>(at, this_a, this_b);
+  };
+  for (; i < last - 2 * kLanes; i += 2 * kLanes) {
+    turn(i, b, a, next_b, next_a);
+    turn(i + kLanes, next_b, next_a, b, a);
+  }
   for (; i < last; i += kLanes) {
     __builtin_prefetch(next + 2 * i);
-    V next_b, next_a;
     enter(i + kLanes, next_b, next_a);
     ladder.upper.Climb(b, a);
     to.template Store<M>(i, a, b);

@@ -67,7 +67,7 @@ struct Interleaved {
 // The rows of a few feeds, for one strip of columns. Each further row of a block is one more stream of memory, and rows
 // whose step is a power of two share their cache sets: two feeds are the most that pay. The rows of the next block are
 // asked for while this one is in work, since no hardware foresees the jump from strip row to strip row: with that, a
-// strip as narrow as 2 KiB keeps up with memory.
+// strip as narrow as 2 KiB keeps up with memory. Rows that lie close together are foreseen, and none are asked for.
 inline constexpr int kFeeds = 2;
 inline constexpr int kStripBytes = 2048;
 template <class T>
@@ -78,7 +78,7 @@ struct FeedRows {
   const T* in_b[kFeeds];
   T* out_a[kFeeds];
   T* out_b[kFeeds];
-  const T* next[2 * kFeeds];
+  const T* next[2 * kFeeds];  // null: ask for none
 };
 
 // The ladders of one strip: kStripColumns lanes for every step. All zero in the beginning.

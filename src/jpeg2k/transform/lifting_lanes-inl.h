@@ -88,11 +88,8 @@ template <>
 struct Lanes<int16_t> : LanesBase<int16_t> {
   // floor((a + b) / 2) without the 17th bit: a + b = 2 (a & b) + (a ^ b).
   static HWY_INLINE V HalfSum(V a, V b) { return hn::Add(hn::And(a, b), hn::ShiftRight<1>(hn::Xor(a, b))); }
-  // floor((a + b + 2) / 4) = floor((h + 1) / 2) with the half sum h.
-  static HWY_INLINE V QuarterSum(V a, V b) {
-    const V half = HalfSum(a, b);
-    return hn::Add(hn::ShiftRight<1>(half), hn::And(half, hn::Set(D(), 1)));
-  }
+  // floor((a + b + 2) / 4) = floor((h + 1) / 2) with the half sum h: the rounding product of h and a half.
+  static HWY_INLINE V QuarterSum(V a, V b) { return hn::MulFixedPoint15(HalfSum(a, b), Set(1 << 14)); }
 
   // (a * factor + 8192) >> 14, low 16 bits. The rounding product has 15 fractional bits, so it takes twice the factor;
   // what exceeds 1 in magnitude is the value itself.
@@ -170,8 +167,9 @@ struct Lanes<float> : LanesBase<float> {
 
  private:
   // As TruncateToInt. x86's conversion gives INT32_MIN wherever the value does not fit; above 2^31 that is inverted.
+  // No sum of scaled integers is NaN, so the values compare as their bits do: 0x4F000000 is 2^31.
   static HWY_INLINE Ints::V Truncate(V v) {
-    const auto above = hn::VecFromMask(Ints::D(), hn::RebindMask(Ints::D(), hn::Gt(v, Set(2147483648.0f))));
+    const auto above = hn::VecFromMask(Ints::D(), hn::Gt(hn::BitCast(Ints::D(), v), Ints::Set(0x4F000000)));
 #if HWY_TARGET == HWY_AVX2
     return hn::Xor(Ints::V{_mm256_cvttps_epi32(v.raw)}, above);
 #elif HWY_TARGET == HWY_SSE4

@@ -42,6 +42,7 @@ void LiftColumns(Kernel kernel, const RowBands<const T>& src, const RowBands<T>&
   alignas(64) typename W::Register rungs[kSteps * kStrip];
   alignas(64) T saved[kSaved][kStrip];
   alignas(64) T discarded[kStrip];
+  const bool jumps = src.a_step > 2 * kStripBytes;
   const int64_t first_saved = std::max<int64_t>(0, line.length - kSaved);
 
   for (int x = 0; x < columns; x += std::min(kStrip, columns - x)) {
@@ -72,7 +73,7 @@ void LiftColumns(Kernel kernel, const RowBands<const T>& src, const RowBands<T>&
         rows.out_b[feeds] = out(c + 2 - kSteps);
       }
       for (int64_t i = 0; i < 2 * kFeeds; ++i)
-        rows.next[i] = src.At(std::clamp<int64_t>(c + i, 0, line.length - 1)) + x;
+        rows.next[i] = jumps ? src.At(std::clamp<int64_t>(c + i, 0, line.length - 1)) + x : nullptr;
       kernel(rows, feeds, width, &state);
     }
   }
