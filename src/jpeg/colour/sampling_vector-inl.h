@@ -13,6 +13,7 @@
 #include <hwy/highway.h>
 
 #include <algorithm>
+#include <atomic>
 
 #include "jpeg/colour/colour_bytes-inl.h"
 #include "jpeg/colour/sampling_filters.h"
@@ -93,6 +94,8 @@ struct TriangleH2V2 {
     const V16 sixteenth = hn::Set(D16(), 1 << 11), minus_sixteenth = hn::Set(D16(), -(1 << 11));
     const V8 n = LoadBytes(near), n_before = LoadBytes(near - 1), n_after = LoadBytes(near + 1);
     const V8 f = LoadBytes(far), f_before = LoadBytes(far - 1), f_after = LoadBytes(far + 1);
+    // Keeps g++ 12 from loading each of them twice, once for either part.
+    std::atomic_signal_fence(std::memory_order_seq_cst);
     V8 parts[2];
     ZMCJ_UNROLL for (int i = 0; i < 2; ++i) {
       const V16 centre = Weight(i, n, f, 9, 3);
@@ -120,6 +123,8 @@ void FilterRowVector(const uint8_t* first, const uint8_t* second, uint8_t* to, p
   const ptrdiff_t pairs = count / 2, last = pairs - Filter::kPairs;
   if (last < 0) return Filter::kReference(first, second, to, count);
   ptrdiff_t pair = 0;
+  // Four blocks at a time take 7 % off the box over two rows.
+#pragma GCC unroll 4
   for (; pair <= last; pair += Filter::kPairs) FilterBlock<Filter, Stores::kPlain>(first, second, to, pair);
   // The last block may make some samples for the second time, to the same effect.
   if (pair < pairs) FilterBlock<Filter, Stores::kPlain>(first, second, to, last);
