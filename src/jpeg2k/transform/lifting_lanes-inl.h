@@ -103,9 +103,14 @@ struct Lanes<int16_t> : LanesBase<int16_t> {
   static bool AllWithin(const int16_t* p, int64_t n, int16_t limit) {
     if (n < kLanes) return false;
     const hn::RebindToUnsigned<D> unsigned_lanes;
-    auto greatest = hn::BitCast(unsigned_lanes, hn::Abs(Load(p + n - kLanes)));
-    for (int64_t i = 0; i < n - kLanes; i += kLanes)
-      greatest = hn::Max(greatest, hn::BitCast(unsigned_lanes, hn::Abs(Load(p + i))));
+    const auto magnitude = [&](int64_t i) HWY_ATTR { return hn::BitCast(unsigned_lanes, hn::Abs(Load(p + i))); };
+    auto greatest = magnitude(n - kLanes);
+    int64_t i = 0;
+    for (; i < n - 4 * kLanes; i += 4 * kLanes) {
+      const auto greater = hn::Max(magnitude(i), magnitude(i + kLanes));
+      greatest = hn::Max(greatest, hn::Max(greater, hn::Max(magnitude(i + 2 * kLanes), magnitude(i + 3 * kLanes))));
+    }
+    for (; i < n - kLanes; i += kLanes) greatest = hn::Max(greatest, magnitude(i));
     const auto excess = hn::SaturatedSub(greatest, hn::Set(unsigned_lanes, static_cast<uint16_t>(limit)));
     return hn::AllTrue(unsigned_lanes, hn::Eq(excess, hn::Zero(unsigned_lanes)));
   }
