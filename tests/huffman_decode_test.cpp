@@ -99,6 +99,10 @@ TEST(HuffmanDecode, AnyBytesWithAnyTables) {
     RawTable dc = RandomTable(random), ac = RandomTable(random);
     if (round % 4 == 0) ac.bits[random.In(0, 15)] = static_cast<uint8_t>(random.In(0, 255));  // perhaps overfull
     if (round % 4 == 1) dc.bits[random.In(0, 3)] = static_cast<uint8_t>(random.In(0, 20));
+    if (round % 4 == 2) {  // as long as found codes and what follows them can be
+      ac = {{0, 0, 0, 0, 0, 0, 0, 100, 156}, {}};
+      for (auto& v : ac.values) v = static_cast<uint8_t>(random.In(0, 15) * 16 + random.In(12, 15));
+    }
     if (dc.size() > 256 || ac.size() > 256) continue;
     std::vector<uint8_t> bytes(static_cast<size_t>(random.In(0, 200)));
     const int full = random.In(1, 40);  // how rare 0xFF is

@@ -73,7 +73,7 @@ TEST(HuffmanSpec, DecoderRecord) {
                                                 reinterpret_cast<ZmciDecodeHuffmanSpec_JPEG_8u*>(at)),
               zmcStatusOk);
     std::array<uint16_t, 256> values{};
-    std::array<uint16_t, 512> lookahead{};
+    std::array<uint8_t, 512> total{}, symbol{};
     std::array<uint16_t, 52> limits{};  // mincode 17, maxcode 18, valptr 17
     uint32_t code = 0;
     for (int l = 1, i = 0; l <= 16; ++l, code *= 2) {
@@ -87,17 +87,19 @@ TEST(HuffmanSpec, DecoderRecord) {
       for (int j = 0; j < n; ++j, ++i, ++code) {
         values[static_cast<size_t>(i)] = table.values[i];
         for (uint32_t k = 0; k < 512 && l <= 9; ++k) {
-          const bool shorter = l == 9 && lookahead[k] != 0;  // in an overfull table
-          const bool too_long = l + table.values[i] % 16 > 23;
-          if (k >> (9 - l) == code && !shorter && !too_long) {
-            lookahead[k] = static_cast<uint16_t>(table.values[i] << 8 | (l + table.values[i] % 16));
+          const int bits = l + table.values[i] % 16;
+          const bool shorter = l == 9 && total[k] != 0;  // in an overfull table
+          if (k >> (9 - l) == code && !shorter && bits <= 23) {
+            total[k] = static_cast<uint8_t>(bits);
+            symbol[k] = table.values[i];
           }
         }
       }
     }
     limits[17 + 17] = 65535;
     ASSERT_TRUE(SameArray(reinterpret_cast<uint8_t*>(values.data()), at, 512));
-    ASSERT_TRUE(SameArray(reinterpret_cast<uint8_t*>(lookahead.data()), at + 512, 1024));
+    ASSERT_TRUE(SameArray(total.data(), at + 512, 512));
+    ASSERT_TRUE(SameArray(symbol.data(), at + 1024, 512));
     ASSERT_TRUE(SameArray(reinterpret_cast<uint8_t*>(limits.data()), at + 1536, 104));
   }
 }

@@ -136,7 +136,8 @@ Symbol DecodeSymbol(Reader& reader, const DecodeSpec* spec) {
     if (const ZmcStatus s = reader.Fill(0); s < zmcStatusOk) return {s, 0};
     if (reader.count() < 8) return DecodeLongSymbol(reader, spec, 1);
   }
-  const FoundCode found(spec->lookahead[reader.Peek(8) << (kLookahead - 8)]);
+  const uint32_t next = reader.Peek(8) << (kLookahead - 8);
+  const FoundCode found(spec->total[next], spec->symbol[next]);
   if (!found.found() || found.length() > 8) return DecodeLongSymbol(reader, spec, 9);
   reader.Skip(static_cast<int>(found.length()));
   return {zmcStatusOk, found.symbol()};
@@ -166,8 +167,10 @@ class Decoding : public Reader {
     origin->from = from;
   }
   void Save(DecodeState* state) const { Reader::Save(origin_->from, state); }
-  FoundCode Look(const DecodeSpec*) { return FoundCode(0); }
-  FoundCode LookAgain(const DecodeSpec*) { return FoundCode(0); }
+  bool Refill() { return false; }
+  FoundCode Next(const DecodeSpec*) { return {}; }
+  FoundCode LookFirst(const DecodeSpec*) { return {}; }
+  FoundCode Look(const DecodeSpec*) { return {}; }
   uint32_t TakeSymbol(FoundCode) { return 0; }
   template <int kLeast>
   int32_t TakeValue(FoundCode) {

@@ -22,8 +22,7 @@ struct DecodeTables {
 };
 
 struct HuffmanDecodeKernels {
-  ZmcStatus (*decode)(const Source& from, int16_t* block, int16_t* last_dc, const DecodeTables& tables,
-                      DecodeState* state);
+  decltype(&zmciDecodeHuffman8x8_JPEG_1u16s_C1) decode;
 };
 
 // Where decoding stopped, beside the status: the direct form answers the end of the data differently.
@@ -36,9 +35,8 @@ struct Outcome {
 // Walks one block's symbols; the block has been cleared.
 template <class Reader>
 [[gnu::always_inline]] inline Outcome DecodeBlock(Reader& reader, int16_t* block, int16_t* last_dc,
-                                                  const DecodeTables& pair) {
-  const DecodeTables tables = pair;  // which no store can alter
-  if (const FoundCode found = reader.Look(tables.dc); found.found()) [[likely]] {
+                                                  const DecodeTables& tables) {
+  if (const FoundCode found = reader.LookFirst(tables.dc); found.found()) [[likely]] {
     *last_dc = static_cast<int16_t>(*last_dc + reader.template TakeValue<0>(found));
   } else {
     const Symbol symbol = reader.DecodeOther(tables.dc);
@@ -70,10 +68,16 @@ template <class Reader>
   };
   do {
     status = zmcStatusOk;
-    FoundCode found = reader.Look(tables.ac);
+    // The window holds the next code already: its look-up, for which all else waits, does not wait for the refill.
+    FoundCode found = reader.Next(tables.ac);
+    const bool refilled = reader.Refill();
+    if (!refilled) [[unlikely]]
+      found = reader.Look(tables.ac);
     if (found.size() != 0) [[likely]] {
       if (!take(found)) break;
-      found = reader.LookAgain(tables.ac);
+      if (!refilled) [[unlikely]]
+        continue;
+      found = reader.Next(tables.ac);
       if (found.size() != 0) [[likely]] {
         if (!take(found)) break;
         continue;
@@ -114,14 +118,15 @@ namespace zmcj::HWY_NAMESPACE {
 #if ZMCJ_VECTOR_LEVEL
 namespace {
 
-ZMCJ_BIT_INSTRUCTIONS ZmcStatus Decode(const Source& from, int16_t* block, int16_t* last_dc, const DecodeTables& tables,
+ZMCJ_BIT_INSTRUCTIONS ZmcStatus Decode(const uint8_t* bytes, int length, int* position, int16_t* block,
+                                       int16_t* last_dc, int* marker, const DecodeSpec* dc, const DecodeSpec* ac,
                                        DecodeState* state) {
   // Not memset, which compilers turn into a string instruction that takes longer to begin than this to end.
   const hwy::HWY_NAMESPACE::CappedTag<int16_t, 16> d;
   for (size_t i = 0; i < 64; i += hwy::HWY_NAMESPACE::Lanes(d)) {
     hwy::HWY_NAMESPACE::StoreU(hwy::HWY_NAMESPACE::Zero(d), d, block + i);
   }
-  return DecodeWith<WindowReader>(from, block, last_dc, tables, state);
+  return DecodeWith<WindowReader>({bytes, length, position, marker}, block, last_dc, {dc, ac}, state);
 }
 
 }  // namespace
@@ -134,10 +139,10 @@ HWY_AFTER_NAMESPACE();
 namespace zmcj {
 namespace {
 
-ZmcStatus DecodeReference(const Source& from, int16_t* block, int16_t* last_dc, const DecodeTables& tables,
-                          DecodeState* state) {
+ZmcStatus DecodeReference(const uint8_t* bytes, int length, int* position, int16_t* block, int16_t* last_dc,
+                          int* marker, const DecodeSpec* dc, const DecodeSpec* ac, DecodeState* state) {
   std::memset(block, 0, 64 * sizeof *block);
-  return DecodeWith<Decoding<BitReader>>(from, block, last_dc, tables, state);
+  return DecodeWith<Decoding<BitReader>>({bytes, length, position, marker}, block, last_dc, {dc, ac}, state);
 }
 
 constexpr HuffmanDecodeKernels kReference = {DecodeReference};
@@ -212,7 +217,7 @@ ZmcStatus zmciDecodeHuffman8x8_JPEG_1u16s_C1(const uint8_t* pSrc, int nSrcLenByt
     return s;
   }
   if (ZmcStatus s = CheckReading(pSrcCurrPos, pDecHuffState)) return s;
-  return huffman_decode->decode({pSrc, nSrcLenBytes, pSrcCurrPos, pMarker}, pDst, pLastDC, {pDcTable, pAcTable},
+  return huffman_decode->decode(pSrc, nSrcLenBytes, pSrcCurrPos, pDst, pLastDC, pMarker, pDcTable, pAcTable,
                                 pDecHuffState);
 }
 

@@ -25,11 +25,14 @@ struct [[gnu::packed]] ZmciEncodeHuffmanState_JPEG_8u {
 };
 
 struct [[gnu::packed]] ZmciDecodeHuffmanSpec_JPEG_8u {
-  uint16_t values[256];     // symbols in the order of their codes
-  uint16_t lookahead[512];  // by the next 9 bits: a FoundCode; 0: no code of up to 9 bits fits
-  uint16_t mincode[17];     // by code length: code of the first symbol
-  uint16_t maxcode[18];     // by code length: code of the last symbol; 65535: none
-  uint16_t valptr[17];      // by code length: place of the first symbol in `values`
+  uint16_t values[256];  // symbols in the order of their codes
+  // By the next 9 bits: the symbol, and the bits that the code takes with those behind it; 0: no code of up to 9 bits
+  // fits.
+  uint8_t total[512];
+  uint8_t symbol[512];
+  uint16_t mincode[17];  // by code length: code of the first symbol
+  uint16_t maxcode[18];  // by code length: code of the last symbol; 65535: none
+  uint16_t valptr[17];   // by code length: place of the first symbol in `values`
   uint32_t spare;
 };
 
@@ -53,28 +56,24 @@ using DecodeState = ZmciDecodeHuffmanState_JPEG_8u;
 inline constexpr int kMaxCodeLength = 16;
 inline constexpr int kNoCode = 65535;  // in maxcode
 
-// A code of up to kLookahead bits and its symbol: what the decoder looks up. How many bits a symbol takes in all
-// decides where the next one begins, and everything waits for that: it stands ready in the lowest bits, where shifts
-// look.
+// A code of up to kLookahead bits and its symbol: what the decoder looks up.
 inline constexpr int kLookahead = 9;
 // Codes that take more with their bits, which no picture has, are left to the search by length: two found ones and the
 // next code fit into 56 bits.
 inline constexpr uint32_t kLongestFound = 23;
 class FoundCode {
  public:
-  explicit constexpr FoundCode(uint32_t entry) : entry_(entry) {}
-  constexpr FoundCode(int length, uint32_t symbol)
-      : entry_(symbol << 8 | (static_cast<uint32_t>(length) + (symbol & 15))) {}
-  constexpr uint32_t entry() const { return entry_; }
-  constexpr bool found() const { return entry_ != 0; }
-  constexpr uint32_t symbol() const { return entry_ >> 8; }
-  constexpr uint32_t run() const { return entry_ >> 12; }
-  constexpr uint32_t size() const { return entry_ >> 8 & 15; }  // bits that follow the code
-  constexpr uint32_t total() const { return entry_ & 0xFF; }    // the code and those
-  constexpr uint32_t length() const { return total() - size(); }
+  constexpr FoundCode() : total_(0), symbol_(0) {}
+  constexpr FoundCode(uint32_t total, uint32_t symbol) : total_(total), symbol_(symbol) {}
+  constexpr bool found() const { return total_ != 0; }
+  constexpr uint32_t symbol() const { return symbol_; }
+  constexpr uint32_t run() const { return symbol_ >> 4; }
+  constexpr uint32_t size() const { return symbol_ & 15; }  // bits that follow the code
+  constexpr uint32_t total() const { return total_; }       // the code and those
+  constexpr uint32_t length() const { return total_ - size(); }
 
  private:
-  uint32_t entry_;
+  uint32_t total_, symbol_;
 };
 
 // Symbols with a meaning of their own (ISO/IEC 10918-1, F.1.2.2.1): the block ends in zeros; sixteen zeros.

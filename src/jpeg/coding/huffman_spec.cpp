@@ -63,20 +63,24 @@ ZmcStatus Build(const uint8_t* bits, const uint8_t* values, DecodeSpec* spec) {
     for (int i = begin; i < end; ++i) {
       spec->values[i] = values[i];
       if (length > 8) continue;
-      const auto entry = static_cast<uint16_t>(FoundCode(length, values[i]).entry());
+      const auto total = static_cast<uint8_t>(length + (values[i] & 15));
       const int free_bits = kLookahead - length;
       const uint32_t from = codes.code[i] << free_bits, to = (codes.code[i] + 1) << free_bits;
-      for (uint32_t k = from; k < to && k < 1 << kLookahead; ++k) spec->lookahead[k] = entry;
+      for (uint32_t k = from; k < to && k < 1 << kLookahead; ++k) {
+        spec->total[k] = total;
+        spec->symbol[k] = values[i];
+      }
     }
   }
   // Codes of 9 bits come after all shorter ones and, as all longer ones, by comparison: it matters in an overfull
   // table.
   for (int k = 0; k < 1 << kLookahead; ++k) {
-    if (spec->lookahead[k] != 0 || !IsCode(spec, kLookahead, k)) continue;
+    if (spec->total[k] != 0 || !IsCode(spec, kLookahead, k)) continue;
     const Symbol symbol = SymbolAt(spec, kLookahead, k);
-    const FoundCode found(kLookahead, symbol.value);
-    if (symbol.status != zmcStatusOk || found.total() > kLongestFound) continue;
-    spec->lookahead[k] = static_cast<uint16_t>(found.entry());
+    const uint32_t total = kLookahead + (symbol.value & 15);
+    if (symbol.status != zmcStatusOk || total > kLongestFound) continue;
+    spec->total[k] = static_cast<uint8_t>(total);
+    spec->symbol[k] = static_cast<uint8_t>(symbol.value);
   }
   return zmcStatusOk;
 }

@@ -20,12 +20,11 @@ class WindowReader {
  public:
   // What is needed near a marker, near the end and when all is done, kept apart from what every symbol needs.
   struct Origin {
-    const Source* from;  // not a copy, which would wait for the caller's stores
+    Source from;
     int marker;
     const uint8_t* start;  // where the bytes and the bits of the accumulator were last taken over
-    const uint8_t* limit;  // no 0xFF between the reader's next byte and this
     uint32_t accumulator;
-    bool stuffed;  // a stuffed byte stands between the start and the window's end
+    bool special;  // a stuffed byte stands between the start and the window's end, or a marker has been met
   };
 
  private:
@@ -41,13 +40,14 @@ class WindowReader {
  public:
   // *origin is only for this reader and lives as long.
   [[gnu::always_inline]] WindowReader(Origin* origin, const Source& from, const DecodeState* state) : origin_(origin) {
-    origin->from = &from;
+    origin->from = from;
     Load(BitReader(from, state));
   }
 
   [[gnu::always_inline]] void Save(DecodeState* state) const {
-    const uint8_t* const at = next_ - (held_ - count()) / 8;
-    if (origin_->stuffed || origin_->marker != 0 || at - origin_->from->bytes < 4) [[unlikely]] {
+    const uint8_t* const at = next_ - Ahead();
+    const ptrdiff_t position = at - origin_->from.bytes;
+    if (origin_->special || position < 4) [[unlikely]] {
       const WindowReader copy = *this;
       SaveOutOfLine(copy, state);
       return;
@@ -58,7 +58,7 @@ class WindowReader {
     const uint64_t fresh = LoadBigEndian32(at - 4) & ((uint64_t{1} << bits) - 1);
     state->accumulator = static_cast<uint32_t>(static_cast<uint64_t>(origin_->accumulator) << bits | fresh);
     state->count = static_cast<int32_t>(count());
-    *origin_->from->position = static_cast<int>(at - origin_->from->bytes);
+    *origin_->from.position = static_cast<int>(position);
   }
 
   [[gnu::always_inline]] Symbol Decode(const DecodeSpec* spec) {
@@ -68,23 +68,38 @@ class WindowReader {
     return DecodeOther(spec);
   }
 
-  // The next code where it is short and no marker or end is near. It is not used yet: TakeSymbol or TakeValue follow,
-  // or DecodeOther if none is found.
-  [[gnu::always_inline]] FoundCode Look(const DecodeSpec* spec) {
-    if (next_ < refill_end_) [[likely]] {
-      // The code stands in the window already: its look-up, for which all else waits, does not wait for the refill.
-      const FoundCode found = At(spec, window_);
-      Refill();
-      return found;
-    }
-    if (held_ < kAhead && !OutOfLine([](WindowReader& reader) { return reader.Reach(kAhead); })) return FoundCode(0);
-    return At(spec, window_);
+  // Where eight bytes without 0xFF follow, 56 or more bits, of which the last may be there twice, as it is read again.
+  // That is enough for two found codes with their bits and for Next, and BitReader can not have read beyond the eight
+  // bytes by then.
+  [[gnu::always_inline]] bool Refill() {
+    if (next_ >= refill_end_) [[unlikely]]
+      return false;
+    const uint64_t word = LoadBigEndian64(next_);
+    if (HasByteFF(word)) [[unlikely]]
+      return false;
+    window_ |= word >> held_;
+    next_ += (63 - held_) >> 3;
+    held_ |= 56;
+    return true;
   }
 
-  // Look behind TakeValue: what Look has refilled is enough for two, and for the next code.
-  [[gnu::always_inline]] FoundCode LookAgain(const DecodeSpec* spec) {
-    if (next_ < refill_end_) [[likely]]
-      return At(spec, window_);
+  // The next code where it is short and the window holds kLookahead bits, as it does wherever Refill succeeds. It is
+  // not used yet: TakeSymbol or TakeValue follow, or DecodeOther if none is found.
+  [[gnu::always_inline]] FoundCode Next(const DecodeSpec* spec) const {
+    const uint64_t bits = window_ >> (64 - kLookahead);
+    return {Computed(&spec->total[0])[bits], spec->symbol[bits]};
+  }
+
+  // Next, with what it needs.
+  [[gnu::always_inline]] FoundCode Look(const DecodeSpec* spec) {
+    if (!Refill() && held_ < kAhead && !OutOfLine([](WindowReader& reader) { return reader.Reach(kAhead); })) return {};
+    return Next(spec);
+  }
+
+  // Look as the first of all: the window may have been refilled.
+  [[gnu::always_inline]] FoundCode LookFirst(const DecodeSpec* spec) {
+    if (held_ >= 56) [[likely]]
+      return Next(spec);
     return Look(spec);
   }
 
@@ -98,16 +113,15 @@ class WindowReader {
   // The symbol and the bits behind it at once, kLeast or more: the value that these stand for.
   template <int kLeast>
   [[gnu::always_inline]] int32_t TakeValue(FoundCode found) {
-    const uint32_t size = found.size();
+    const uint32_t size = found.size(), total = found.total();
     const uint64_t behind = window_ << found.length();
-    window_ <<= found.entry() & 63;  // total()
-    held_ -= found.total();
-    // As CountCode and CountFill(size) and the use of both, in the four steps that can not be avoided: the next
-    // symbol's count waits for this one's.
-    const uint32_t filled = free_ & 7, filled_again = Computed(((free_ + found.length()) & 7) + size);
-    const uint32_t before = free_ > CodeLimit(found.length()) ? filled : free_;
-    const uint32_t after = Computed(before + found.total());
-    free_ = before > 32 - found.total() ? filled_again : after;
+    window_ <<= total & 63;
+    held_ -= total;
+    // As CountCode and CountFill(size) and the use of both.
+    CountFill(8);
+    free_ += total;
+    if (free_ > 32) [[unlikely]]
+      free_ = FreeWithin(found);
     // As Extend, at the window's top.
     const auto bits = static_cast<uint32_t>(kLeast > 0 ? behind >> (64 - size) : behind >> 1 >> (63 - size));
     const uint32_t negative = static_cast<uint32_t>(behind >> 63) - 1;
@@ -116,9 +130,7 @@ class WindowReader {
 
   // Where Look finds nothing.
   [[gnu::always_inline]] Symbol DecodeOther(const DecodeSpec* spec) {
-    if (next_ < refill_end_) [[likely]]
-      Refill();
-    if (held_ >= kAhead) [[likely]]
+    if (Refill() || held_ >= kAhead) [[likely]]
       return DecodeLong(spec);
     return OutOfLine([&](WindowReader& reader) { return DecodeByBytes(reader, spec); });
   }
@@ -151,7 +163,7 @@ class WindowReader {
 
  private:
   [[gnu::noinline]] static void SaveOutOfLine(const WindowReader& reader, DecodeState* state) {
-    reader.Bits().Save(*reader.origin_->from, state);
+    reader.Bits().Save(reader.origin_->from, state);
   }
 
   [[gnu::noinline]] static Symbol DecodeByBytes(WindowReader& reader, const DecodeSpec* spec) {
@@ -205,12 +217,10 @@ class WindowReader {
     return SymbolAt(spec, length, static_cast<int32_t>(next16 >> (16 - length)));
   }
 
-  static FoundCode At(const DecodeSpec* spec, uint64_t window) {
-    return FoundCode(spec->lookahead[window >> (64 - kLookahead)]);
-  }
-
-  // `value`, computed in any case: the choice between two such is no branch, which would often be mispredicted.
-  static uint32_t Computed(uint32_t value) {
+  // `value`, computed in any case: the choice between two such is no branch, which would often be mispredicted; and an
+  // address without offset is used a cycle sooner.
+  template <class Value>
+  static Value Computed(Value value) {
 #if defined(__GNUC__)
     __asm__("" : "+r"(value));
 #endif
@@ -219,6 +229,8 @@ class WindowReader {
 
   // Bits that BitReader would hold.
   size_t count() const { return 32 - free_; }
+  // Bytes that the window holds and BitReader would not. Below 0 where it would have read more.
+  ptrdiff_t Ahead() const { return static_cast<ptrdiff_t>(held_ - count()) >> 3; }
 
   // BitReader fills where it holds fewer than `need` bits: whole bytes, until fewer than eight bits are free.
   [[gnu::always_inline]] void CountFill(uint32_t need) {
@@ -228,12 +240,17 @@ class WindowReader {
 
   // BitReader uses a code found: it fills where it holds fewer than 8 bits or than the code's.
   [[gnu::always_inline]] void CountCode(uint32_t length) {
-    const uint32_t filled = free_ & 7;
-    if (free_ > CodeLimit(length)) free_ = filled;
+    CountFill(8);
     free_ += length;
+    if (free_ > 32) [[unlikely]]
+      free_ = length;  // nine bits where eight are held
   }
-  // 24, but 23 for a code of 9 bits.
-  static uint32_t CodeLimit(uint32_t length) { return 24 - ((length + 7) >> 4); }
+
+  // Where BitReader fills before the code's ninth bit or before the bits behind the code; all have been counted.
+  uint32_t FreeWithin(FoundCode found) const {
+    const uint32_t behind_code = free_ - found.size();
+    return behind_code > 32 ? found.total() : (behind_code & 7) + found.size();
+  }
 
   [[gnu::always_inline]] void Use(uint32_t n) {
     window_ <<= n;
@@ -247,29 +264,18 @@ class WindowReader {
     free_ -= free_ > 32 ? 32 : 0;
   }
 
-  // 56 or more bits, of which the last may be there twice, as it is read again.
-  [[gnu::always_inline]] void Refill() {
-    window_ |= LoadBigEndian64(next_) >> held_;
-    next_ += (63 - held_) >> 3;
-    held_ |= 56;
-  }
-
   // Whether `bits` can be held without meeting a marker or the end; looks further for 0xFF and, where one is near,
   // reads byte by byte.
   [[gnu::noinline]] bool Reach(size_t bits) {
     if (origin_->marker != 0) return held_ >= bits;
-    const uint8_t* const end = origin_->from->bytes + origin_->from->length;
-    Scan();
-    if (next_ < refill_end_) {
-      Refill();
-      return true;
-    }
+    const uint8_t* const end = origin_->from.bytes + origin_->from.length;
+    if (Refill()) return true;
     // All that fits, so that this is seldom called.
     while (held_ < 56 && next_ < end) {
       if (*next_ == 0xFF) {
         if (end - next_ < 2 || next_[1] != 0) break;
         ++next_;
-        origin_->stuffed = true;
+        origin_->special = true;
         window_ |= uint64_t{0xFF} << (56 - held_);
       } else {
         window_ |= static_cast<uint64_t>(*next_) << (56 - held_);
@@ -277,56 +283,36 @@ class WindowReader {
       ++next_;
       held_ += 8;
     }
-    if (origin_->limit < next_) origin_->limit = next_;
     return held_ >= bits;
-  }
-
-  // Looks for 0xFF in 32 bytes more.
-  [[gnu::always_inline]] void Scan() {
-    const uint8_t* const end = origin_->from->bytes + origin_->from->length;
-    const uint8_t* limit = origin_->limit;
-#if defined(__SSE2__)
-    if (end - limit >= 32) [[likely]] {
-      const __m128i ones = _mm_set1_epi8(-1);
-      const auto found = [&](const uint8_t* at) {
-        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
-        return static_cast<uint64_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, ones)));
-      };
-      limit += std::countr_zero(found(limit) | found(limit + 16) << 16 | uint64_t{1} << 32);
-    } else
-#endif
-    {
-      for (int words = 0; words < 4 && end - limit >= 8 && !HasByteFF(LoadBigEndian64(limit)); ++words) limit += 8;
-    }
-    origin_->limit = limit;
-    refill_end_ = limit - next_ >= 8 ? limit - 7 : next_;
   }
 
   [[gnu::always_inline]] void Load(const BitReader& bits) {
     held_ = static_cast<size_t>(bits.count());
     free_ = static_cast<uint32_t>(32 - bits.count());
     window_ = static_cast<uint64_t>(bits.accumulator()) << 32 << free_;
-    next_ = refill_end_ = origin_->limit = origin_->from->bytes + bits.position();
+    next_ = refill_end_ = origin_->from.bytes + bits.position();
     origin_->marker = bits.marker();
     origin_->start = next_;
     origin_->accumulator = bits.accumulator();
-    origin_->stuffed = false;
-    if (bits.marker() != 0) return;
-    Scan();
-    if (next_ < refill_end_) Refill();
+    origin_->special = bits.marker() != 0;
+    if (bits.marker() != 0 || origin_->from.length - bits.position() < 8) return;
+    refill_end_ = origin_->from.bytes + origin_->from.length - 7;
+    Refill();
   }
 
   // The data byte that ends at `at`, which moves before it and its stuffing.
   uint8_t StepBack(const uint8_t** at) const {
     --*at;
-    if (origin_->stuffed && **at == 0 && *at > origin_->start && (*at)[-1] == 0xFF) --*at;
+    if (origin_->special && **at == 0 && *at > origin_->start && (*at)[-1] == 0xFF) --*at;
     return **at;
   }
 
   // What BitReader would be by now.
   BitReader Bits() const {
     const uint8_t* at = next_;
-    for (size_t ahead = (held_ - count()) / 8; ahead > 0; --ahead) StepBack(&at);
+    ptrdiff_t ahead = Ahead();
+    if (ahead < 0) at -= ahead;  // Refill has seen that none of these is 0xFF
+    for (; ahead > 0; --ahead) StepBack(&at);
     const uint8_t* before = at;
     uint32_t accumulator = 0;
     int bits = 0;
@@ -334,7 +320,7 @@ class WindowReader {
       accumulator |= static_cast<uint32_t>(StepBack(&before)) << bits;
     }
     if (bits < 32) accumulator |= origin_->accumulator << bits;
-    return BitReader(*origin_->from, static_cast<int>(at - origin_->from->bytes), origin_->marker,
+    return BitReader(origin_->from, static_cast<int>(at - origin_->from.bytes), origin_->marker,
                      HeldBits(accumulator, static_cast<int>(count())));
   }
 
@@ -342,12 +328,11 @@ class WindowReader {
   static constexpr size_t kAhead = 48;
 
   Origin* origin_;
-  uint64_t window_;      // the next bits at its top
-  size_t held_;          // valid bits in it
-  uint32_t free_;        // bits that BitReader's accumulator would have free, of 32
-  const uint8_t* next_;  // the first byte that is not in the window
-  // Where next_ is before this, eight bytes without 0xFF follow and the window holds kLookahead bits or more.
-  const uint8_t* refill_end_;
+  uint64_t window_;            // the next bits at its top
+  size_t held_;                // valid bits in it
+  uint32_t free_;              // bits that BitReader's accumulator would have free, of 32
+  const uint8_t* next_;        // the first byte that is not in the window
+  const uint8_t* refill_end_;  // where next_ is before this, eight bytes follow
 };
 
 }  // namespace zmcj
