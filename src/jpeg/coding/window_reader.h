@@ -53,7 +53,7 @@ class WindowReader {
       return;
     }
     // As many of the last four bytes as are new.
-    const size_t read = static_cast<size_t>(at - origin_->start), most = Computed(4);
+    const size_t read = static_cast<size_t>(at - origin_->start), most = Computed(size_t{4});
     const size_t bits = 8 * (read < most ? read : most);
     const uint64_t fresh = LoadBigEndian32(at - 4) & ((uint64_t{1} << bits) - 1);
     state->accumulator = static_cast<uint32_t>(static_cast<uint64_t>(origin_->accumulator) << bits | fresh);
