@@ -193,27 +193,33 @@ HWY_INLINE Colours ForwardFromLuma(const Colours& rgb) {
            hn::Xor(PackSignedBytes(cr[0], cr[1]), centre)}};
 }
 
+// Bytes 4 i to 4 i + 3 of each 128 bits, each as the lowest byte of a 32-bit lane.
+struct QuarterTables {
+  alignas(16) uint8_t quarter[4][16];
+};
+constexpr QuarterTables MakeQuarterTables() {
+  QuarterTables t = {};
+  for (int i = 0; i < 64; ++i) t.quarter[i / 16][i % 16] = static_cast<uint8_t>(i % 4 == 0 ? i / 4 : 0x80);
+  return t;
+}
+
 // Adding 2^23 rounds to the nearest integer, ties to even, and leaves it in the low bits.
 HWY_INLINE V8 LumaFloat(const Colours& rgb) {
+  static constexpr QuarterTables kTables = MakeQuarterTables();
   const hn::Repartition<float, D8> df;
   const auto wr = hn::Set(df, 0.299f), wg = hn::Set(df, 0.587f), wb = hn::Set(df, 0.114f);
   const auto round = hn::Set(df, 8388608.0f);
-  const V16 zero = hn::Zero(D16());
-  V16 y[2];
-  ZMCJ_UNROLL for (int i = 0; i < 2; ++i) {
-    const V16 r = WidenPart(i, rgb.c[0]), g = WidenPart(i, rgb.c[1]), b = WidenPart(i, rgb.c[2]);
-    V32 part[2];
-    ZMCJ_UNROLL for (int j = 0; j < 2; ++j) {
-      const auto widen = [&](V16 v) {
-        const V16 wide = j == 0 ? hn::InterleaveLower(D16(), v, zero) : hn::InterleaveUpper(D16(), v, zero);
-        return hn::ConvertTo(df, hn::BitCast(D32(), wide));
-      };
-      const auto sum = hn::Add(hn::Add(hn::Mul(widen(r), wr), hn::Mul(widen(g), wg)), hn::Mul(widen(b), wb));
-      part[j] = hn::Sub(hn::BitCast(D32(), hn::Add(sum, round)), hn::BitCast(D32(), round));
-    }
-    y[i] = hn::ReorderDemote2To(D16(), part[0], part[1]);
+  V32 y[4];
+  ZMCJ_UNROLL for (int i = 0; i < 4; ++i) {
+    const auto widen = [&](V8 v) {
+      const V8 bytes = hn::TableLookupBytesOr0(v, hn::LoadDup128(D8(), kTables.quarter[i]));
+      return hn::ConvertTo(df, hn::BitCast(D32(), bytes));
+    };
+    const auto sum =
+        hn::Add(hn::Add(hn::Mul(widen(rgb.c[0]), wr), hn::Mul(widen(rgb.c[1]), wg)), hn::Mul(widen(rgb.c[2]), wb));
+    y[i] = hn::Sub(hn::BitCast(D32(), hn::Add(sum, round)), hn::BitCast(D32(), round));
   }
-  return PackBytes(y[0], y[1]);
+  return PackBytes(hn::ReorderDemote2To(D16(), y[0], y[1]), hn::ReorderDemote2To(D16(), y[2], y[3]));
 }
 
 // ---- Inverse --------------------------------------------------------------------------------------------------------
