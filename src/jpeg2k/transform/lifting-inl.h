@@ -295,7 +295,8 @@ ZMCJ_LIFTING_INLINE BandsFrom<S> From(const Bands<S>& line, int64_t position) {
 
 // Feeds one by one, from the line's first one to those before position `end`.
 template <class W, bool kInverse, class Source, class Target>
-ZMCJ_LIFTING_INLINE Ladder<W, kInverse, Single<typename W::Register>, false> FeedSingly(Source src, Target dst,
+ZMCJ_LIFTING_INLINE Ladder<W, kInverse, Single<typename W::Register>, false> FeedSingly(const Source& src,
+                                                                                        const Target& dst,
                                                                                         const Line& line, int64_t end) {
   using Sample = typename W::Sample;
   using Register = typename W::Register;
@@ -336,7 +337,7 @@ struct LeadOrder {
 // Fills the ladder with what comes before the first pair of results, and stores a B that stands before them. A last
 // lane depends on kSteps samples of a type at most: those of the last 16 bytes.
 template <class W, bool kInverse, class M, class Source, class Target>
-ZMCJ_LIFTING_INLINE void LeadIn(Source src, Target dst, const Line& line, int64_t first,
+ZMCJ_LIFTING_INLINE void LeadIn(const Source& src, const Target& dst, const Line& line, int64_t first,
                                 Ladder<W, kInverse, M, true>& ladder) {
   using V = typename M::V;
   using Register = typename W::Register;
@@ -367,7 +368,7 @@ ZMCJ_LIFTING_INLINE void LeadIn(Source src, Target dst, const Line& line, int64_
 
 // A line of at least two registers of samples.
 template <class W, bool kInverse, template <class> class Machine, class Source, class Target>
-void LiftLongRow(Source src, Target dst, const Line& line, const typename W::Sample* next) {
+void LiftLongRow(const Source& src, const Target& dst, const Line& line, const typename W::Sample* next) {
   using Sample = typename W::Sample;
   using M = Machine<typename W::Register>;
   using V = typename M::V;
@@ -439,7 +440,7 @@ void LiftLongRow(Source src, Target dst, const Line& line, const typename W::Sam
 }
 
 template <class W, bool kInverse, template <class> class Machine, class Source, class Target>
-void LiftRow(Source src, Target dst, const Line& line, const typename W::Sample* next) {
+void LiftRow(const Source& src, const Target& dst, const Line& line, const typename W::Sample* next) {
   using M = Machine<typename W::Register>;
   if constexpr (M::kLanes > 1) {
     if (line.length >= 2 * M::kLanes) return LiftLongRow<W, kInverse, Machine>(src, dst, line, next);
@@ -458,7 +459,7 @@ bool IsCalm(const Bands<S>& row, const Line& line) {
 }
 
 template <class W, bool kInverse, template <class> class Machine, class Source, class Target>
-void Row(Source src, Target dst, const Line& line, const typename W::Sample* next) {
+void Row(const Source& src, const Target& dst, const Line& line, const typename W::Sample* next) {
   using M = Machine<typename W::Register>;
   if constexpr (kHasCalmForm<W, M>) {
     if (line.mirrored && IsCalm<M>(src, line)) return LiftRow<Calm97_16s, kInverse, Machine>(src, dst, line, next);

@@ -93,8 +93,9 @@ struct LiftingKernels {
   void (*forward_columns)(const FeedRows<T>& rows, int feeds, int columns, StripState* state);
   void (*inverse_columns)(const FeedRows<T>& rows, int feeds, int columns, StripState* state);
   // Horizontally: one line, out of place. `next` is the row that will be read next; it is asked for meanwhile.
-  void (*forward_row)(Interleaved<const T> src, Bands<T> dst, const Line& line, const T* next);
-  void (*inverse_row)(Bands<const T> src, Interleaved<T> dst, const Line& line, const T* next);
+  // By reference: a copy of a Bands would be loaded in other units than its fields were just stored in, and wait.
+  void (*forward_row)(const Interleaved<const T>& src, const Bands<T>& dst, const Line& line, const T* next);
+  void (*inverse_row)(const Bands<const T>& src, const Interleaved<T>& dst, const Line& line, const T* next);
 };
 
 // The five wavelets: filter, sample type, the type of a register's lanes, and the number of lifting steps.
