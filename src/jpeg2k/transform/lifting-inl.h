@@ -173,7 +173,7 @@ ZMCJ_LIFTING_INLINE void ClimbColumn(V (&b)[kCount], V (&a)[kCount], Register* r
 
 // Several feeds of the columns from x on, in whole registers. Gives the first column that is left.
 template <class W, bool kInverse, class M, int kCount>
-ZMCJ_LIFTING_INLINE int FeedColumns(const FeedRows<typename W::Sample>& rows, int x, int columns,
+ZMCJ_LIFTING_INLINE int FeedColumns(const FeedRows<typename W::Sample> rows, int x, int columns,
                                     typename W::Register* rungs) {
   using V = typename M::V;
   using Stairs = Ladder<W, kInverse, M, false>;
