@@ -77,6 +77,16 @@ class BitWriter {
   uint32_t pending_;  // in the low count_ bits; what stands above them is old
 };
 
+// The low `bytes` bytes of a word. Takes and returns the position, so that a writer itself stays in registers.
+[[gnu::noinline]] inline uint8_t* PutStuffed(uint8_t* out, uint64_t word, int bytes) {
+  while (bytes-- > 0) {
+    const auto byte = static_cast<uint8_t>(word >> (8 * bytes));
+    *out++ = byte;
+    if (byte == 0xFF) *out++ = 0;
+  }
+  return out;
+}
+
 class PackedWriter {
  public:
   // What one block can take: 64 coefficients of a 16-bit code and 16 appended bits, 3 zero runs, 7 bits pending and
@@ -136,16 +146,6 @@ class PackedWriter {
   unsigned partial_byte() const { return static_cast<unsigned>(pending_ << (8 - count())) & 0xFF; }
 
  private:
-  // Takes and returns the position, so that the writer itself stays in registers.
-  [[gnu::noinline]] static uint8_t* PutStuffed(uint8_t* out, uint64_t word, int bytes) {
-    while (bytes-- > 0) {
-      const auto byte = static_cast<uint8_t>(word >> (8 * bytes));
-      *out++ = byte;
-      if (byte == 0xFF) *out++ = 0;
-    }
-    return out;
-  }
-
   Destination to_;
   uint8_t* out_;
   int free_;          // number of bits of pending_ above those that are pending: 1 to 64
@@ -160,7 +160,7 @@ inline ZmcStatus CheckDestination(const uint8_t* bytes, int length, const int* p
 }
 
 // Ends a scan: pads the last byte with 1-bits and makes the state new.
-inline ZmcStatus PadAndReset(const Destination& to, EncodeState* state) {
+[[gnu::noinline]] inline ZmcStatus PadAndReset(const Destination& to, EncodeState* state) {
   BitWriter writer(to, state);
   const ZmcStatus status = writer.Put(0x7F, 7);
   writer.Save(state);

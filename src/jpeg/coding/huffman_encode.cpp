@@ -11,6 +11,7 @@
 #define HWY_TARGET_INCLUDE "jpeg/coding/huffman_encode.cpp"
 #include "core/foreach_level.h"
 // Per level, so behind the line above.
+#include "jpeg/coding/block_bits-inl.h"
 #include "jpeg/coding/zigzag_mask-inl.h"
 
 #ifndef ZMCJ_HUFFMAN_ENCODE_TYPES
@@ -23,8 +24,9 @@ struct EncodeTables {
 };
 
 struct HuffmanEncodeKernels {
-  ZmcStatus (*encode)(const int16_t* block, const Destination& to, int16_t* last_dc, const EncodeTables& tables,
-                      EncodeState* state);
+  // Takes its arguments as the exported function does, which thus ends in a jump.
+  ZmcStatus (*encode)(const int16_t* block, uint8_t* bytes, int length, int* position, int16_t* last_dc,
+                      const EncodeSpec* dc, const EncodeSpec* ac, EncodeState* state);
   void (*encode_direct)(const int16_t* block, uint8_t* dst, int* bits, int16_t* last_dc, const EncodeTables& tables);
   void (*count)(const int16_t* block, int* dc_counts, int* ac_counts, int16_t* last_dc);
 };
@@ -109,9 +111,9 @@ struct CountingSink {
   }
 };
 
-inline ZmcStatus EncodeReference(const int16_t* block, const Destination& to, int16_t* last_dc,
-                                 const EncodeTables& tables, EncodeState* state) {
-  CheckedSink sink{BitWriter(to, state), tables};
+inline ZmcStatus EncodeReference(const int16_t* block, uint8_t* bytes, int length, int* position, int16_t* last_dc,
+                                 const EncodeSpec* dc, const EncodeSpec* ac, EncodeState* state) {
+  CheckedSink sink{BitWriter({bytes, length, position}, state), {dc, ac}};
   const ZmcStatus status = WalkReference(block, last_dc, sink);
   sink.writer.Save(state);
   return status;
@@ -224,29 +226,107 @@ struct PackedSink {
   }
 };
 
-template <bool kByTable>
-ZMCJ_BIT_INSTRUCTIONS HWY_INLINE ZmcStatus EncodePacked(const int16_t* block, const Destination& to, int16_t* last_dc,
-                                                        const EncodeTables& tables, EncodeState* state) {
-  PackedSink sink{PackedWriter(to, state), tables};
-  const bool coded = WalkBlock<kByTable>(block, last_dc, sink);
+// What 8-bit pictures seldom have: apart, so that the others keep the registers for themselves.
+ZMCJ_BIT_INSTRUCTIONS HWY_NOINLINE ZmcStatus EncodeRare(const int16_t* block, uint8_t* bytes, int length, int* position,
+                                                        int16_t* last_dc, const EncodeSpec* dc, const EncodeSpec* ac,
+                                                        EncodeState* state) {
+  const Destination to = {bytes, length, position};
+  if (!PackedWriter::HasRoom(to)) return EncodeReference(block, bytes, length, position, last_dc, dc, ac, state);
+  PackedSink sink{PackedWriter(to, state), {dc, ac}};
+  const bool coded = Walk(block, last_dc, sink);
   sink.writer.Flush();
   sink.writer.Save(state);
   return coded ? zmcStatusOk : zmcStatusBadHuffmanTable;
 }
 
-// Apart, so that what 8-bit pictures have keeps the registers for itself.
-ZMCJ_BIT_INSTRUCTIONS HWY_NOINLINE ZmcStatus EncodeRare(const int16_t* block, const Destination& to, int16_t* last_dc,
-                                                        const EncodeTables& tables, EncodeState* state) {
-  if (!PackedWriter::HasRoom(to)) return EncodeReference(block, to, last_dc, tables, state);
-  return EncodePacked<false>(block, to, last_dc, tables, state);
+// The AC coefficients of a block whose values are bytes, one after the other.
+class ByteCoder {
+ public:
+  HWY_INLINE ByteCoder(const uint8_t* values, uint64_t mask, const EncodeSpec* ac)
+      : values_(values),
+        mask_(mask),
+        ac_(reinterpret_cast<const uint8_t*>(ac)),
+        magnitudes_(InRegister(&kByteMagnitudes)) {}
+
+  // The next code. False at the end, and where the table lacks a code; then some remain.
+  ZMCJ_BIT_INSTRUCTIONS HWY_INLINE bool PutNext(BlockBits& bits) {
+    if (mask_ == 0) [[unlikely]]
+      return false;
+    const auto k = static_cast<uint64_t>(std::countr_zero(mask_));
+    const uint64_t step = k - last_;
+    if (step > 16) [[unlikely]] {
+      const Code code(ac_ + 4 * kZeroRun16);
+      bits.Put(code);
+      last_ += 16;
+      return code.length != 0;
+    }
+    const uint64_t value = values_[k];
+    const uint64_t category = magnitudes_->category[value];
+    const Code code(ac_ + 64 * step + 4 * category - 64);
+    if (code.length == 0) [[unlikely]]
+      return false;
+    bits.Put(code, magnitudes_->appended[value], category);
+    last_ = k;
+    mask_ &= mask_ - 1;
+    return true;
+  }
+
+  // False where the table lacks a code.
+  HWY_INLINE bool PutEnd(BlockBits& bits) {
+    if (mask_ != 0) [[unlikely]]
+      return false;
+    if (last_ == 63) [[unlikely]]
+      return true;
+    const Code code(ac_ + 4 * kEndOfBlock);
+    bits.Put(code);
+    return code.length != 0;
+  }
+
+ private:
+  const uint8_t* values_;
+  uint64_t mask_;  // of the coefficients that remain
+  const uint8_t* ac_;
+  const ByteMagnitudeTable* magnitudes_;
+  uint64_t last_ = 0;  // the position up to which all is coded
+};
+
+ZMCJ_BIT_INSTRUCTIONS HWY_INLINE bool PutBlock(const ZigzagBlock& zigzag, int32_t difference, const EncodeSpec* dc,
+                                               const EncodeSpec* ac, BlockBits& bits) {
+  alignas(16) uint8_t values[64];
+  Store(zigzag, values);
+  ByteCoder coder(values, NonZeroMask(zigzag), ac);
+  const Magnitude& m = kMagnitudes.middle()[difference];
+  const Code code(reinterpret_cast<const uint8_t*>(dc) + 4 * m.category);
+  if (code.length == 0) [[unlikely]]
+    return false;
+  bits.Put(code, m.appended, m.category);
+  while (coder.PutNext(bits)) {
+    bits.Spill();
+    if (!coder.PutNext(bits)) break;
+  }
+  if (!coder.PutEnd(bits)) [[unlikely]]
+    return false;
+  bits.Spill();
+  return bits.plausible();
 }
 
-ZMCJ_BIT_INSTRUCTIONS ZmcStatus Encode(const int16_t* block, const Destination& to, int16_t* last_dc,
-                                       const EncodeTables& tables, EncodeState* state) {
-  if (!PackedWriter::HasRoom(to) || !AllInMagnitudeTable(block)) [[unlikely]] {
-    return EncodeRare(block, to, last_dc, tables, state);
+ZMCJ_BIT_INSTRUCTIONS ZmcStatus Encode(const int16_t* block, uint8_t* bytes, int length, int* position,
+                                       int16_t* last_dc, const EncodeSpec* dc, const EncodeSpec* ac,
+                                       EncodeState* state) {
+  const ZigzagBlock zigzag = ToZigzag(block);
+  const int32_t difference = LoadSample<int16_t>(block) - *last_dc;
+  const Destination to = {bytes, length, position};
+  if (!PackedWriter::HasRoom(to) || !MagnitudeTable::Has(difference) || !Unsaturated(zigzag)) [[unlikely]] {
+    return EncodeRare(block, bytes, length, position, last_dc, dc, ac, state);
   }
-  return EncodePacked<true>(block, to, last_dc, tables, state);
+  BlockBits::Memory memory;
+  BlockBits bits(memory, state);
+  if (!PutBlock(zigzag, difference, dc, ac, bits)) [[unlikely]] {
+    return EncodeRare(block, bytes, length, position, last_dc, dc, ac, state);
+  }
+  bits.Save(to, state);
+  *last_dc = LoadSample<int16_t>(block);
+  return zmcStatusOk;
 }
 
 // Codes that the table lacks have no bits.
@@ -322,10 +402,9 @@ ZmcStatus zmciEncodeHuffman8x8_JPEG_16s1u_C1(const int16_t* pSrc, uint8_t* pDst,
                                              const ZmciEncodeHuffmanSpec_JPEG_8u* pAcTable,
                                              ZmciEncodeHuffmanState_JPEG_8u* pEncHuffState, int bFlush) {
   if (ZmcStatus s = CheckDestination(pDst, dstLenBytes, pDstCurrPos, pEncHuffState)) return s;
-  const Destination to = {pDst, dstLenBytes, pDstCurrPos};
-  if (bFlush != 0) return PadAndReset(to, pEncHuffState);
+  if (bFlush != 0) return PadAndReset({pDst, dstLenBytes, pDstCurrPos}, pEncHuffState);
   if (ZmcStatus s = NotNull(pSrc, pLastDC, pDcTable, pAcTable)) return s;
-  return huffman_encode->encode(pSrc, to, pLastDC, {pDcTable, pAcTable}, pEncHuffState);
+  return huffman_encode->encode(pSrc, pDst, dstLenBytes, pDstCurrPos, pLastDC, pDcTable, pAcTable, pEncHuffState);
 }
 
 ZmcStatus zmciEncodeHuffman8x8_Direct_JPEG_16s1u_C1(const int16_t* pSrc, uint8_t* pDst, int* pDstBitsLen,

@@ -1,4 +1,4 @@
-// Masks over a block's 64 coefficients with bit k for zigzag position k. Included once per level.
+// A block's 64 coefficients in zigzag order, and masks over them with bit k for position k. Read once per level.
 
 #if defined(ZMCJ_ZIGZAG_MASK_INL_H) == defined(HWY_TARGET_TOGGLE)
 #ifdef ZMCJ_ZIGZAG_MASK_INL_H
@@ -33,18 +33,18 @@ HWY_INLINE VBytes PackRows(VWords low, VWords high) {
 #endif
 }
 
-// For 16 positions of the zigzag order and one pair of rows: where in the pair each position's coefficient stands;
-// 0x80, which looks up as zero, where it stands in another pair.
+// For one pair of rows and 16 positions of the zigzag order: where in the pair each position's coefficient stands;
+// 0x80, which looks up as zero, where it stands in another pair, and for DC, which all users treat apart.
 struct ZigzagShuffles {
   constexpr ZigzagShuffles() {
     for (int k = 0; k < 64; ++k) {
       for (int pair = 0; pair < 4; ++pair) {
         const int natural = kNaturalOrder[k];
-        index[k / 16][pair][k % 16] = static_cast<uint8_t>(natural / 16 == pair ? natural % 16 : 0x80);
+        index[pair][k / 16][k % 16] = static_cast<uint8_t>(natural / 16 == pair && k > 0 ? natural % 16 : 0x80);
       }
     }
   }
-  alignas(16) uint8_t index[4][4][16] = {};
+  alignas(32) uint8_t index[4][4][16] = {};
 };
 inline constexpr ZigzagShuffles kZigzagShuffles;
 
@@ -55,7 +55,7 @@ struct ZigzagBytes {
 
 template <int kPart, int kPair>
 HWY_INLINE VBytes Positions(const VBytes pair) {
-  return hn::TableLookupBytesOr0(pair, hn::Load(Bytes(), kZigzagShuffles.index[kPart][kPair]));
+  return hn::TableLookupBytesOr0(pair, hn::Load(Bytes(), kZigzagShuffles.index[kPair][kPart]));
 }
 
 // The first 16 positions use nothing of the last two rows, the last 16 nothing of the first two.
@@ -100,57 +100,88 @@ HWY_INLINE __m512i ZigzagHalf(__m512i low, __m512i high) {
   return _mm512_permutex2var_epi16(low, _mm512_load_si512(kZigzagWords.index + 32 * kHalf), high);
 }
 
-// Bit k: the coefficient at zigzag position k is not zero.
+// Bit k: the AC coefficient at zigzag position k is not zero. Bit 0 means nothing.
 HWY_INLINE uint64_t NonZeroMask(const int16_t* block) {
   const __m512i low = _mm512_loadu_si512(block), high = _mm512_loadu_si512(block + 32);
   const __m512i first = ZigzagHalf<0>(low, high), last = ZigzagHalf<1>(low, high);
   return _mm512_test_epi16_mask(first, first) | static_cast<uint64_t>(_mm512_test_epi16_mask(last, last)) << 32;
 }
 #elif HWY_TARGET == HWY_AVX2
-// For 32 positions of the zigzag order: where each position's coefficient stands in a register of four packed rows, of
-// which rows 0 and 2 are in the lower lane and rows 1 and 3 in the upper one. The sources are the first four rows, the
-// same with the lanes exchanged, and likewise the last four.
-struct WideZigzagShuffles {
-  constexpr WideZigzagShuffles() {
-    for (int k = 0; k < 64; ++k) {
-      const int row = kNaturalOrder[k] / 8, column = kNaturalOrder[k] % 8, lane = k / 16 % 2;
-      const int source = row / 4 * 2 + (row % 2 != lane ? 1 : 0);
-      for (int s = 0; s < 4; ++s) {
-        index[k / 32][s][k % 32] = static_cast<uint8_t>(s == source ? row / 2 % 2 * 8 + column : 0x80);
-      }
-    }
-  }
-  alignas(32) uint8_t index[2][4][32] = {};
+// A block as saturated bytes in zigzag order, DC as zero.
+struct ZigzagBlock {
+  __m256i half[2];
 };
-inline constexpr WideZigzagShuffles kWideZigzagShuffles;
+
+// Each lane is looked up in apart, so both get the same two rows.
+HWY_INLINE __m256i PackTwice(const int16_t* two_rows) {
+  const auto twice = [](const int16_t* row) HWY_ATTR {
+    return _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(row)));
+  };
+  return _mm256_packs_epi16(twice(two_rows), twice(two_rows + 8));
+}
 
 template <int kHalf>
-HWY_INLINE uint64_t ZeroMask(const __m256i (&source)[4]) {
-  const auto positions = [&](int s) HWY_ATTR {
-    const auto* const index = reinterpret_cast<const __m256i*>(kWideZigzagShuffles.index[kHalf][s]);
-    return _mm256_shuffle_epi8(source[s], _mm256_load_si256(index));
+HWY_INLINE __m256i ZigzagHalf(const __m256i p0, const __m256i p1, const __m256i p2, const __m256i p3) {
+  const auto positions = [](__m256i pair, int i) HWY_ATTR {
+    return _mm256_shuffle_epi8(
+        pair, _mm256_load_si256(reinterpret_cast<const __m256i*>(kZigzagShuffles.index[i][2 * kHalf])));
   };
-  const __m256i all =
-      _mm256_or_si256(_mm256_or_si256(positions(0), positions(1)), _mm256_or_si256(positions(2), positions(3)));
-  return static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(all, _mm256_setzero_si256())));
+  return _mm256_or_si256(_mm256_or_si256(positions(p0, 0), positions(p1, 1)),
+                         _mm256_or_si256(positions(p2, 2), positions(p3, 3)));
 }
 
-// Bit k: the coefficient at zigzag position k is not zero.
-HWY_INLINE uint64_t NonZeroMask(const int16_t* block) {
-  const auto* const rows = reinterpret_cast<const __m256i*>(block);
-  const __m256i first = _mm256_packs_epi16(_mm256_loadu_si256(rows), _mm256_loadu_si256(rows + 1));
-  const __m256i last = _mm256_packs_epi16(_mm256_loadu_si256(rows + 2), _mm256_loadu_si256(rows + 3));
-  const __m256i source[4] = {first, _mm256_permute2x128_si256(first, first, 1), last,
-                             _mm256_permute2x128_si256(last, last, 1)};
-  return ~(ZeroMask<0>(source) | ZeroMask<1>(source) << 32);
+HWY_INLINE ZigzagBlock ToZigzag(const int16_t* block) {
+  const __m256i p0 = PackTwice(block), p1 = PackTwice(block + 16), p2 = PackTwice(block + 32),
+                p3 = PackTwice(block + 48);
+  return {{ZigzagHalf<0>(p0, p1, p2, p3), ZigzagHalf<1>(p0, p1, p2, p3)}};
 }
+
+HWY_INLINE uint64_t NonZeroMask(const ZigzagBlock& bytes) {
+  const auto zeros = [](__m256i half) HWY_ATTR {
+    return static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(half, _mm256_setzero_si256())));
+  };
+  return ~(zeros(bytes.half[0]) | static_cast<uint64_t>(zeros(bytes.half[1])) << 32);
+}
+
+// Whether no magnitude is above 126: then nothing was saturated.
+HWY_INLINE bool Unsaturated(const ZigzagBlock& bytes) {
+  const __m256i most = _mm256_max_epu8(_mm256_abs_epi8(bytes.half[0]), _mm256_abs_epi8(bytes.half[1]));
+  return _mm256_movemask_epi8(_mm256_add_epi8(most, _mm256_set1_epi8(1))) == 0;
+}
+
+HWY_INLINE void Store(const ZigzagBlock& bytes, uint8_t* to) {
+  _mm256_storeu_si256(reinterpret_cast<__m256i*>(to), bytes.half[0]);
+  _mm256_storeu_si256(reinterpret_cast<__m256i*>(to + 32), bytes.half[1]);
+}
+
+// Bit k: the AC coefficient at zigzag position k is not zero. Bit 0 means nothing.
+HWY_INLINE uint64_t NonZeroMask(const int16_t* block) { return NonZeroMask(ToZigzag(block)); }
 #else
-// Bit k: the coefficient at zigzag position k is not zero.
-HWY_INLINE uint64_t NonZeroMask(const int16_t* block) {
-  return ~MaskEqual(ToZigzag(PackRows(Row(block, 0), Row(block, 1)), PackRows(Row(block, 2), Row(block, 3)),
-                             PackRows(Row(block, 4), Row(block, 5)), PackRows(Row(block, 6), Row(block, 7))),
-                    0);
+// A block as saturated bytes in zigzag order, DC as zero.
+using ZigzagBlock = ZigzagBytes;
+
+HWY_INLINE ZigzagBlock ToZigzag(const int16_t* block) {
+  return ToZigzag(PackRows(Row(block, 0), Row(block, 1)), PackRows(Row(block, 2), Row(block, 3)),
+                  PackRows(Row(block, 4), Row(block, 5)), PackRows(Row(block, 6), Row(block, 7)));
 }
+
+HWY_INLINE uint64_t NonZeroMask(const ZigzagBlock& bytes) { return ~MaskEqual(bytes, 0); }
+
+// Whether no magnitude is above 126: then nothing was saturated.
+HWY_INLINE bool Unsaturated(const ZigzagBlock& bytes) {
+  const hn::Full128<int8_t> d;
+  const auto magnitudes = [&](int i) HWY_ATTR { return hn::BitCast(Bytes(), hn::Abs(hn::BitCast(d, bytes.part[i]))); };
+  const VBytes most = hn::Max(hn::Max(magnitudes(0), magnitudes(1)), hn::Max(magnitudes(2), magnitudes(3)));
+  return hn::AllTrue(Bytes(), hn::Eq(hn::SaturatedSub(most, hn::Set(Bytes(), 126)), hn::Zero(Bytes())));
+}
+
+HWY_INLINE void Store(const ZigzagBlock& bytes, uint8_t* to) {
+  ZMCJ_UNROLL
+  for (int i = 0; i < 4; ++i) hn::StoreU(bytes.part[i], Bytes(), to + 16 * i);
+}
+
+// Bit k: the AC coefficient at zigzag position k is not zero. Bit 0 means nothing.
+HWY_INLINE uint64_t NonZeroMask(const int16_t* block) { return NonZeroMask(ToZigzag(block)); }
 #endif
 
 // Whether every coefficient has an entry in kMagnitudes.
