@@ -167,9 +167,9 @@ class Decoding : public Reader {
     origin->from = from;
   }
   void Save(DecodeState* state) const { Reader::Save(origin_->from, state); }
+  bool Refilled() { return false; }
   bool Refill() { return false; }
   FoundCode Next(const DecodeSpec*) { return {}; }
-  FoundCode LookFirst(const DecodeSpec*) { return {}; }
   FoundCode Look(const DecodeSpec*) { return {}; }
   uint32_t TakeSymbol(FoundCode) { return 0; }
   template <int kLeast>

@@ -36,9 +36,12 @@ struct Outcome {
 template <class Reader>
 [[gnu::always_inline]] inline Outcome DecodeBlock(Reader& reader, int16_t* block, int16_t* last_dc,
                                                   const DecodeTables& tables) {
-  if (const FoundCode found = reader.LookFirst(tables.dc); found.found()) [[likely]] {
+  int ready = reader.Refilled() ? 2 : 0;  // codes for which the window needs no refill
+  if (const FoundCode found = ready > 0 ? reader.Next(tables.dc) : reader.Look(tables.dc); found.found()) [[likely]] {
+    --ready;
     *last_dc = static_cast<int16_t>(*last_dc + reader.template TakeValue<0>(found));
   } else {
+    ready = 0;
     const Symbol symbol = reader.DecodeOther(tables.dc);
     if (symbol.status != zmcStatusOk) return {symbol.status, Stop::kDcSymbol};
     if (const int size = symbol.value & 15; size != 0) {
@@ -50,53 +53,49 @@ template <class Reader>
   }
   StoreSample(block, *last_dc);
 
-  ZmcStatus status = zmcStatusOk;
   size_t k = 1;
-  // Both tell whether positions remain.
+  // Tells whether positions remain.
   const auto store = [&](int32_t value) {
     if (k <= kLastStoredPosition) [[likely]]
       StoreSample(block + kNaturalOrder[k], static_cast<int16_t>(value));
     return ++k < 64;
   };
-  const auto take = [&](FoundCode found) __attribute__((always_inline)) {
-    k += found.run();
-    const int32_t value = reader.template TakeValue<1>(found);
-    if (k >= 63) [[unlikely]]
-      return store(value);
-    StoreSample(block + kNaturalOrder[k++], static_cast<int16_t>(value));
-    return true;
-  };
   do {
-    status = zmcStatusOk;
     // The window holds the next code already: its look-up, for which all else waits, does not wait for the refill.
     FoundCode found = reader.Next(tables.ac);
-    const bool refilled = reader.Refill();
-    if (!refilled) [[unlikely]]
-      found = reader.Look(tables.ac);
-    if (found.size() != 0) [[likely]] {
-      if (!take(found)) break;
-      if (!refilled) [[unlikely]]
-        continue;
-      found = reader.Next(tables.ac);
-      if (found.size() != 0) [[likely]] {
-        if (!take(found)) break;
-        continue;
+    if (--ready < 0) {
+      ready = 1;
+      if (!reader.Refill()) [[unlikely]] {
+        ready = 0;
+        found = reader.Look(tables.ac);
       }
     }
+    if (found.size() != 0) [[likely]] {
+      k += found.run();
+      const int32_t value = reader.template TakeValue<1>(found);
+      if (k >= 63) [[unlikely]] {
+        store(value);
+        break;
+      }
+      StoreSample(block + kNaturalOrder[k++], static_cast<int16_t>(value));
+      continue;
+    }
+    ready = 0;
     const Symbol symbol = found.found() ? Symbol{zmcStatusOk, reader.TakeSymbol(found)} : reader.DecodeOther(tables.ac);
     if (symbol.status != zmcStatusOk) return {symbol.status, Stop::kAcSymbol};
     k += symbol.value >> 4;
     const int size = symbol.value & 15;
     if (size == 0) {
-      if (symbol.value >> 4 != 15) break;
+      if (symbol.value != kZeroRun16) break;
       ++k;
       continue;
     }
+    ZmcStatus status = zmcStatusOk;
     const uint32_t bits = reader.Receive(size, &status);
     if (status < zmcStatusOk) return {status, Stop::kBits};
-    if (!store(Extend(bits, size))) break;
+    if (!store(Extend(bits, size))) return {status, Stop::kDone};
   } while (k < 64);
-  return {status, Stop::kDone};
+  return {zmcStatusOk, Stop::kDone};
 }
 
 // The block has been cleared.

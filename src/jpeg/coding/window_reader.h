@@ -83,6 +83,9 @@ class WindowReader {
     return true;
   }
 
+  // Right behind the constructor: whether the window is as Refill leaves it.
+  bool Refilled() const { return held_ >= 56; }
+
   // The next code where it is short and the window holds kLookahead bits, as it does wherever Refill succeeds. It is
   // not used yet: TakeSymbol or TakeValue follow, or DecodeOther if none is found.
   [[gnu::always_inline]] FoundCode Next(const DecodeSpec* spec) const {
@@ -94,13 +97,6 @@ class WindowReader {
   [[gnu::always_inline]] FoundCode Look(const DecodeSpec* spec) {
     if (!Refill() && held_ < kAhead && !OutOfLine([](WindowReader& reader) { return reader.Reach(kAhead); })) return {};
     return Next(spec);
-  }
-
-  // Look as the first of all: the window may have been refilled.
-  [[gnu::always_inline]] FoundCode LookFirst(const DecodeSpec* spec) {
-    if (held_ >= 56) [[likely]]
-      return Next(spec);
-    return Look(spec);
   }
 
   [[gnu::always_inline]] uint32_t TakeSymbol(FoundCode found) {
