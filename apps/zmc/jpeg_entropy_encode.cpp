@@ -181,18 +181,32 @@ void ScanEncoder::Drain() {
   position_ = 0;
 }
 
-void WalkScan(const Frame& frame, const Scan& scan, const Coefficients& coefficients, McuCoder& coder) {
+template <class Coder>
+void WalkScan(const Frame& frame, const Scan& scan, const Coefficients& coefficients, Coder& coder) {
   const ScanShape shape = ShapeOf(frame, scan);
+  // Of the places of an MCU, the blocks of its row.
+  struct Row {
+    const Block* first;
+    int step;
+    int mcus;  // up to the picture's edge
+  };
+  std::array<Row, kMaxMcuBlocks> rows{};
   std::array<const int16_t*, kMaxMcuBlocks> blocks{};
   std::array<Block, kMaxMcuBlocks> flat{};
+  const size_t count = shape.places.size();
   for (int y = 0; y < shape.mcus_high; ++y) {
+    for (size_t i = 0; i < count; ++i) {
+      const ScanShape::Place& place = shape.places[i];
+      const Component& c = frame.components[static_cast<size_t>(place.component)];
+      const int block_y = y * place.step_y + place.dy;
+      const int mcus = (c.blocks_wide - place.dx + place.step_x - 1) / place.step_x;
+      rows[i] = {&coefficients.planes[static_cast<size_t>(place.component)].at(place.dx, block_y), place.step_x,
+                 block_y < c.blocks_high ? mcus : 0};
+    }
     for (int x = 0; x < shape.mcus_wide; ++x) {
-      for (size_t i = 0; i < shape.places.size(); ++i) {
-        const ScanShape::Place& place = shape.places[i];
-        const Component& c = frame.components[static_cast<size_t>(place.component)];
-        const int block_x = x * place.step_x + place.dx, block_y = y * place.step_y + place.dy;
-        if (block_x < c.blocks_wide && block_y < c.blocks_high) {
-          blocks[i] = coefficients.planes[static_cast<size_t>(place.component)].at(block_x, block_y).data();
+      for (size_t i = 0; i < count; ++i) {
+        if (x < rows[i].mcus) {
+          blocks[i] = rows[i].first[x * rows[i].step].data();
         } else {
           flat[i].values[0] = blocks[i - 1][0];
           blocks[i] = flat[i].data();
@@ -203,5 +217,8 @@ void WalkScan(const Frame& frame, const Scan& scan, const Coefficients& coeffici
   }
   coder.Finish();
 }
+
+template void WalkScan(const Frame&, const Scan&, const Coefficients&, ScanCounter&);
+template void WalkScan(const Frame&, const Scan&, const Coefficients&, ScanEncoder&);
 
 }  // namespace zmc::jpeg

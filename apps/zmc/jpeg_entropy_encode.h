@@ -41,7 +41,7 @@ class McuCoder {
 };
 
 // Counts the symbols of a scan; Finish makes the best tables for them.
-class ScanCounter : public McuCoder {
+class ScanCounter final : public McuCoder {
  public:
   ScanCounter(const Frame& frame, const Scan& scan, int restart_interval);
   void Finish() override;
@@ -60,7 +60,7 @@ class ScanCounter : public McuCoder {
 };
 
 // Writes the entropy-coded data of a scan.
-class ScanEncoder : public McuCoder {
+class ScanEncoder final : public McuCoder {
  public:
   ScanEncoder(const Frame& frame, const Scan& scan, int restart_interval, const ScanTables& tables, ByteSink& sink);
   void Finish() override;
@@ -82,7 +82,8 @@ class ScanEncoder : public McuCoder {
 };
 
 // Hands a scan's MCUs of a whole picture to a coder. Blocks that only pad to whole MCUs are given as flat ones, which
-// cost least.
-void WalkScan(const Frame& frame, const Scan& scan, const Coefficients& coefficients, McuCoder& coder);
+// cost least. Knows both coders: no call between here and the library is a virtual one.
+template <class Coder>
+void WalkScan(const Frame& frame, const Scan& scan, const Coefficients& coefficients, Coder& coder);
 
 }  // namespace zmc::jpeg
