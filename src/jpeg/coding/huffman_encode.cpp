@@ -7,6 +7,7 @@
 #include "jpeg/coding/bit_writer.h"
 #include "jpeg/coding/huffman_records.h"
 
+#define ZMCJ_WANT_AVX512
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "jpeg/coding/huffman_encode.cpp"
 #include "core/foreach_level.h"
@@ -242,11 +243,8 @@ ZMCJ_BIT_INSTRUCTIONS HWY_NOINLINE ZmcStatus EncodeRare(const int16_t* block, ui
 // The AC coefficients of a block whose values are bytes, one after the other.
 class ByteCoder {
  public:
-  HWY_INLINE ByteCoder(const uint8_t* values, uint64_t mask, const EncodeSpec* ac)
-      : values_(values),
-        mask_(mask),
-        ac_(reinterpret_cast<const uint8_t*>(ac)),
-        magnitudes_(InRegister(&kByteMagnitudes)) {}
+  HWY_INLINE ByteCoder(const ByteMagnitudes& magnitudes, uint64_t mask, const EncodeSpec* ac)
+      : magnitudes_(magnitudes), mask_(mask), ac_(reinterpret_cast<const uint8_t*>(ac)) {}
 
   // The next code. False at the end, and where the table lacks a code; then some remain.
   ZMCJ_BIT_INSTRUCTIONS HWY_INLINE bool PutNext(BlockBits& bits) {
@@ -260,12 +258,11 @@ class ByteCoder {
       last_ += 16;
       return code.length != 0;
     }
-    const uint64_t value = values_[k];
-    const uint64_t category = magnitudes_->category[value];
+    const uint64_t category = magnitudes_.category[k];
     const Code code(ac_ + 64 * step + 4 * category - 64);
     if (code.length == 0) [[unlikely]]
       return false;
-    bits.Put(code, magnitudes_->appended[value], category);
+    bits.Put(code, magnitudes_.appended[k], category);
     last_ = k;
     mask_ &= mask_ - 1;
     return true;
@@ -283,18 +280,17 @@ class ByteCoder {
   }
 
  private:
-  const uint8_t* values_;
+  const ByteMagnitudes& magnitudes_;
   uint64_t mask_;  // of the coefficients that remain
   const uint8_t* ac_;
-  const ByteMagnitudeTable* magnitudes_;
   uint64_t last_ = 0;  // the position up to which all is coded
 };
 
 ZMCJ_BIT_INSTRUCTIONS HWY_INLINE bool PutBlock(const ZigzagBlock& zigzag, int32_t difference, const EncodeSpec* dc,
                                                const EncodeSpec* ac, BlockBits& bits) {
-  alignas(16) uint8_t values[64];
-  Store(zigzag, values);
-  ByteCoder coder(values, NonZeroMask(zigzag), ac);
+  ByteMagnitudes magnitudes;
+  StoreMagnitudes(zigzag, &magnitudes);
+  ByteCoder coder(magnitudes, NonZeroMask(zigzag), ac);
   const Magnitude& m = kMagnitudes.middle()[difference];
   const Code code(reinterpret_cast<const uint8_t*>(dc) + 4 * m.category);
   if (code.length == 0) [[unlikely]]

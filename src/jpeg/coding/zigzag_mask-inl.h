@@ -85,33 +85,41 @@ HWY_INLINE uint64_t MaskEqual(const ZigzagBytes& bytes, uint8_t value) {
 
 HWY_INLINE VWords Row(const int16_t* block, int row) { return hn::LoadU(Words(), block + 8 * row); }
 
-#if HWY_TARGET == HWY_AVX3
-struct ZigzagWords {
-  constexpr ZigzagWords() {
-    for (int k = 0; k < 64; ++k) index[k] = kNaturalOrder[k];
-  }
-  alignas(64) uint16_t index[64] = {};
+// A block as saturated bytes in zigzag order, DC as zero.
+using ZigzagLanes = hn::ScalableTag<uint8_t>;
+using ZigzagV = hn::Vec<ZigzagLanes>;
+constexpr size_t kZigzagParts = 64 / hn::MaxLanes(ZigzagLanes());
+struct ZigzagBlock {
+  ZigzagV part[kZigzagParts];
 };
-inline constexpr ZigzagWords kZigzagWords;
+
+#if HWY_TARGET == HWY_AVX3
+struct WideZigzagShuffles {
+  constexpr WideZigzagShuffles() {
+    for (int k = 0; k < 64; ++k) {
+      const int natural = kNaturalOrder[k];
+      words[k] = kNaturalOrder[k];
+      // Packed words come eight by eight from the first and the last half of the block.
+      bytes[k] = static_cast<uint8_t>(natural % 32 / 8 * 16 + natural / 32 * 8 + natural % 8);
+    }
+  }
+  alignas(64) uint16_t words[64] = {};
+  alignas(64) uint8_t bytes[64] = {};
+};
+inline constexpr WideZigzagShuffles kWideZigzagShuffles;
 
 // Positions 32 * kHalf and the 31 behind it.
 template <int kHalf>
 HWY_INLINE __m512i ZigzagHalf(__m512i low, __m512i high) {
-  return _mm512_permutex2var_epi16(low, _mm512_load_si512(kZigzagWords.index + 32 * kHalf), high);
+  return _mm512_permutex2var_epi16(low, _mm512_load_si512(kWideZigzagShuffles.words + 32 * kHalf), high);
 }
 
-// Bit k: the AC coefficient at zigzag position k is not zero. Bit 0 means nothing.
-HWY_INLINE uint64_t NonZeroMask(const int16_t* block) {
-  const __m512i low = _mm512_loadu_si512(block), high = _mm512_loadu_si512(block + 32);
-  const __m512i first = ZigzagHalf<0>(low, high), last = ZigzagHalf<1>(low, high);
-  return _mm512_test_epi16_mask(first, first) | static_cast<uint64_t>(_mm512_test_epi16_mask(last, last)) << 32;
+ZMCJ_BIT_INSTRUCTIONS HWY_INLINE ZigzagBlock ToZigzag(const int16_t* block) {
+  const __m512i packed = _mm512_packs_epi16(_mm512_loadu_si512(block), _mm512_loadu_si512(block + 32));
+  constexpr uint64_t kAc = ~uint64_t{1};
+  return {{ZigzagV{_mm512_maskz_permutexvar_epi8(kAc, _mm512_load_si512(kWideZigzagShuffles.bytes), packed)}}};
 }
 #elif HWY_TARGET == HWY_AVX2
-// A block as saturated bytes in zigzag order, DC as zero.
-struct ZigzagBlock {
-  __m256i half[2];
-};
-
 // Each lane is looked up in apart, so both get the same two rows.
 HWY_INLINE __m256i PackTwice(const int16_t* two_rows) {
   const auto twice = [](const int16_t* row) HWY_ATTR {
@@ -121,13 +129,13 @@ HWY_INLINE __m256i PackTwice(const int16_t* two_rows) {
 }
 
 template <int kHalf>
-HWY_INLINE __m256i ZigzagHalf(const __m256i p0, const __m256i p1, const __m256i p2, const __m256i p3) {
+HWY_INLINE ZigzagV ZigzagHalf(const __m256i p0, const __m256i p1, const __m256i p2, const __m256i p3) {
   const auto positions = [](__m256i pair, int i) HWY_ATTR {
     return _mm256_shuffle_epi8(
         pair, _mm256_load_si256(reinterpret_cast<const __m256i*>(kZigzagShuffles.index[i][2 * kHalf])));
   };
-  return _mm256_or_si256(_mm256_or_si256(positions(p0, 0), positions(p1, 1)),
-                         _mm256_or_si256(positions(p2, 2), positions(p3, 3)));
+  return ZigzagV{_mm256_or_si256(_mm256_or_si256(positions(p0, 0), positions(p1, 1)),
+                                 _mm256_or_si256(positions(p2, 2), positions(p3, 3)))};
 }
 
 HWY_INLINE ZigzagBlock ToZigzag(const int16_t* block) {
@@ -135,54 +143,79 @@ HWY_INLINE ZigzagBlock ToZigzag(const int16_t* block) {
                 p3 = PackTwice(block + 48);
   return {{ZigzagHalf<0>(p0, p1, p2, p3), ZigzagHalf<1>(p0, p1, p2, p3)}};
 }
-
-HWY_INLINE uint64_t NonZeroMask(const ZigzagBlock& bytes) {
-  const auto zeros = [](__m256i half) HWY_ATTR {
-    return static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(half, _mm256_setzero_si256())));
-  };
-  return ~(zeros(bytes.half[0]) | static_cast<uint64_t>(zeros(bytes.half[1])) << 32);
-}
-
-// Whether no magnitude is above 126: then nothing was saturated.
-HWY_INLINE bool Unsaturated(const ZigzagBlock& bytes) {
-  const __m256i most = _mm256_max_epu8(_mm256_abs_epi8(bytes.half[0]), _mm256_abs_epi8(bytes.half[1]));
-  return _mm256_movemask_epi8(_mm256_add_epi8(most, _mm256_set1_epi8(1))) == 0;
-}
-
-HWY_INLINE void Store(const ZigzagBlock& bytes, uint8_t* to) {
-  _mm256_storeu_si256(reinterpret_cast<__m256i*>(to), bytes.half[0]);
-  _mm256_storeu_si256(reinterpret_cast<__m256i*>(to + 32), bytes.half[1]);
-}
-
-// Bit k: the AC coefficient at zigzag position k is not zero. Bit 0 means nothing.
-HWY_INLINE uint64_t NonZeroMask(const int16_t* block) { return NonZeroMask(ToZigzag(block)); }
 #else
-// A block as saturated bytes in zigzag order, DC as zero.
-using ZigzagBlock = ZigzagBytes;
-
 HWY_INLINE ZigzagBlock ToZigzag(const int16_t* block) {
-  return ToZigzag(PackRows(Row(block, 0), Row(block, 1)), PackRows(Row(block, 2), Row(block, 3)),
-                  PackRows(Row(block, 4), Row(block, 5)), PackRows(Row(block, 6), Row(block, 7)));
+  const ZigzagBytes b = ToZigzag(PackRows(Row(block, 0), Row(block, 1)), PackRows(Row(block, 2), Row(block, 3)),
+                                 PackRows(Row(block, 4), Row(block, 5)), PackRows(Row(block, 6), Row(block, 7)));
+  return {{b.part[0], b.part[1], b.part[2], b.part[3]}};
 }
+#endif
 
-HWY_INLINE uint64_t NonZeroMask(const ZigzagBlock& bytes) { return ~MaskEqual(bytes, 0); }
-
-// Whether no magnitude is above 126: then nothing was saturated.
-HWY_INLINE bool Unsaturated(const ZigzagBlock& bytes) {
-  const hn::Full128<int8_t> d;
-  const auto magnitudes = [&](int i) HWY_ATTR { return hn::BitCast(Bytes(), hn::Abs(hn::BitCast(d, bytes.part[i]))); };
-  const VBytes most = hn::Max(hn::Max(magnitudes(0), magnitudes(1)), hn::Max(magnitudes(2), magnitudes(3)));
-  return hn::AllTrue(Bytes(), hn::Eq(hn::SaturatedSub(most, hn::Set(Bytes(), 126)), hn::Zero(Bytes())));
-}
-
-HWY_INLINE void Store(const ZigzagBlock& bytes, uint8_t* to) {
-  ZMCJ_UNROLL
-  for (int i = 0; i < 4; ++i) hn::StoreU(bytes.part[i], Bytes(), to + 16 * i);
+HWY_INLINE uint64_t ZeroMask(ZigzagV part) {
+  const ZigzagLanes d;
+  const auto zero = hn::Eq(part, hn::Zero(d));
+#if HWY_TARGET == HWY_AVX3
+  return zero.raw;
+#elif HWY_TARGET == HWY_AVX2
+  return static_cast<uint32_t>(_mm256_movemask_epi8(zero.raw));
+#elif HWY_ARCH_X86
+  return static_cast<uint16_t>(_mm_movemask_epi8(zero.raw));
+#else
+  uint8_t bits[8];
+  hn::StoreMaskBits(d, zero, bits);
+  return static_cast<uint64_t>(bits[0] | bits[1] << 8);
+#endif
 }
 
 // Bit k: the AC coefficient at zigzag position k is not zero. Bit 0 means nothing.
-HWY_INLINE uint64_t NonZeroMask(const int16_t* block) { return NonZeroMask(ToZigzag(block)); }
-#endif
+HWY_INLINE uint64_t NonZeroMask(const ZigzagBlock& bytes) {
+  uint64_t zeros = 0;
+  ZMCJ_UNROLL
+  for (size_t i = 0; i < kZigzagParts; ++i) zeros |= ZeroMask(bytes.part[i]) << i * hn::MaxLanes(ZigzagLanes());
+  return ~zeros;
+}
+ZMCJ_BIT_INSTRUCTIONS HWY_INLINE uint64_t NonZeroMask(const int16_t* block) { return NonZeroMask(ToZigzag(block)); }
+
+HWY_INLINE ZigzagV Magnitudes(ZigzagV part) {
+  const hn::RebindToSigned<ZigzagLanes> d;
+  return hn::BitCast(ZigzagLanes(), hn::Abs(hn::BitCast(d, part)));
+}
+
+// Whether no magnitude is above 126: then nothing was saturated.
+HWY_INLINE bool Unsaturated(const ZigzagBlock& bytes) {
+  const ZigzagLanes d;
+  ZigzagV most = hn::Zero(d);
+  ZMCJ_UNROLL
+  for (size_t i = 0; i < kZigzagParts; ++i) most = hn::Max(most, Magnitudes(bytes.part[i]));
+  return hn::AllTrue(d, hn::Eq(hn::SaturatedSub(most, hn::Set(d, 126)), hn::Zero(d)));
+}
+
+// By zigzag position: the category of an unsaturated block's coefficient, and the bits that follow its code.
+struct ByteMagnitudes {
+  alignas(64) uint8_t category[64], appended[64];
+};
+alignas(16) inline constexpr uint8_t kLowCategory[16] = {0, 1, 2, 2, 3, 3, 3, 3, 4, 4, 4, 4, 4, 4, 4, 4};
+alignas(16) inline constexpr uint8_t kHighCategory[16] = {0, 5, 6, 6, 7, 7, 7, 7};
+alignas(16) inline constexpr uint8_t kCategoryBits[16] = {0, 1, 3, 7, 15, 31, 63, 127};
+
+HWY_INLINE void StoreMagnitudes(const ZigzagBlock& bytes, ByteMagnitudes* to) {
+  const ZigzagLanes d;
+  const hn::RebindToSigned<ZigzagLanes> di;
+  const hn::Repartition<uint16_t, ZigzagLanes> d16;
+  const auto nibble = hn::Set(d, 15);
+  ZMCJ_UNROLL
+  for (size_t i = 0; i < kZigzagParts; ++i) {
+    const ZigzagV v = bytes.part[i], magnitude = Magnitudes(v);
+    const ZigzagV low = hn::And(magnitude, nibble);
+    const ZigzagV high = hn::And(hn::BitCast(d, hn::ShiftRight<4>(hn::BitCast(d16, magnitude))), nibble);
+    const ZigzagV category = hn::Max(hn::TableLookupBytes(hn::LoadDup128(d, kLowCategory), low),
+                                     hn::TableLookupBytes(hn::LoadDup128(d, kHighCategory), high));
+    const ZigzagV negative = hn::BitCast(d, hn::BroadcastSignBit(hn::BitCast(di, v)));
+    const ZigzagV bits = hn::TableLookupBytes(hn::LoadDup128(d, kCategoryBits), category);
+    hn::Store(category, d, to->category + i * hn::MaxLanes(d));
+    hn::Store(hn::And(hn::Add(v, negative), bits), d, to->appended + i * hn::MaxLanes(d));
+  }
+}
 
 // Whether every coefficient has an entry in kMagnitudes.
 HWY_INLINE bool AllInMagnitudeTable(const int16_t* block) {
