@@ -122,21 +122,6 @@ class MagnitudeTable {
 };
 inline constexpr MagnitudeTable kMagnitudes;
 
-// The same for the values of a byte, which is taken as unsigned: small enough to stay in the nearest cache. `appended`
-// is as wide as what it is added to.
-struct ByteMagnitudeTable {
-  constexpr ByteMagnitudeTable() {
-    for (int v = -128; v < 128; ++v) {
-      const Magnitude& m = kMagnitudes.middle()[v];
-      appended[v & 0xFF] = m.appended;
-      category[v & 0xFF] = static_cast<uint8_t>(m.category);
-    }
-  }
-  alignas(64) uint32_t appended[256] = {};
-  uint8_t category[256] = {};
-};
-inline constexpr ByteMagnitudeTable kByteMagnitudes;
-
 // The value that `size` received bits stand for (ISO/IEC 10918-1, F.2.2.1, EXTEND). size 1 to 15.
 inline int32_t Extend(uint32_t bits, int size) {
   // Arithmetic, since whether the top bit is set is as good as random: a branch would be mispredicted half the time.
