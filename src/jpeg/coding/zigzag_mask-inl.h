@@ -121,25 +121,21 @@ ZMCJ_BIT_INSTRUCTIONS HWY_INLINE ZigzagBlock ToZigzag(const int16_t* block) {
 }
 #elif HWY_TARGET == HWY_AVX2
 // Each lane is looked up in apart, so both get the same two rows.
-HWY_INLINE __m256i PackTwice(const int16_t* two_rows) {
-  const auto twice = [](const int16_t* row) HWY_ATTR {
-    return _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(row)));
-  };
-  return _mm256_packs_epi16(twice(two_rows), twice(two_rows + 8));
+HWY_INLINE ZigzagV PackTwice(const int16_t* two_rows) {
+  const hn::ScalableTag<int16_t> d;
+  return ZigzagV{_mm256_packs_epi16(hn::LoadDup128(d, two_rows).raw, hn::LoadDup128(d, two_rows + 8).raw)};
 }
 
 template <int kHalf>
-HWY_INLINE ZigzagV ZigzagHalf(const __m256i p0, const __m256i p1, const __m256i p2, const __m256i p3) {
-  const auto positions = [](__m256i pair, int i) HWY_ATTR {
-    return _mm256_shuffle_epi8(
-        pair, _mm256_load_si256(reinterpret_cast<const __m256i*>(kZigzagShuffles.index[i][2 * kHalf])));
+HWY_INLINE ZigzagV ZigzagHalf(ZigzagV p0, ZigzagV p1, ZigzagV p2, ZigzagV p3) {
+  const auto positions = [](ZigzagV pair, int i) HWY_ATTR {
+    return hn::TableLookupBytesOr0(pair, hn::Load(ZigzagLanes(), kZigzagShuffles.index[i][2 * kHalf]));
   };
-  return ZigzagV{_mm256_or_si256(_mm256_or_si256(positions(p0, 0), positions(p1, 1)),
-                                 _mm256_or_si256(positions(p2, 2), positions(p3, 3)))};
+  return hn::Or(hn::Or(positions(p0, 0), positions(p1, 1)), hn::Or(positions(p2, 2), positions(p3, 3)));
 }
 
 HWY_INLINE ZigzagBlock ToZigzag(const int16_t* block) {
-  const __m256i p0 = PackTwice(block), p1 = PackTwice(block + 16), p2 = PackTwice(block + 32),
+  const ZigzagV p0 = PackTwice(block), p1 = PackTwice(block + 16), p2 = PackTwice(block + 32),
                 p3 = PackTwice(block + 48);
   return {{ZigzagHalf<0>(p0, p1, p2, p3), ZigzagHalf<1>(p0, p1, p2, p3)}};
 }
