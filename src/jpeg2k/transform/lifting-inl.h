@@ -197,14 +197,20 @@ ZMCJ_LIFTING_INLINE int FeedColumns(const FeedRows<typename W::Sample> rows, int
   };
   if (columns - x < M::kLanes) return x;
   const bool jumps = rows.next[0] != nullptr;
-  V b[kCount], a[kCount];
+  V b[kCount], a[kCount], next_b[kCount], next_a[kCount];
   enter(x, b, a);
-  for (; columns - x >= 2 * M::kLanes; x += M::kLanes) {
+  // Two turns at once, which spares them to hand registers on.
+  for (; columns - x >= 3 * M::kLanes; x += 2 * M::kLanes) {
     if (jumps && x % kCacheLine == 0) {
 #pragma GCC unroll 4
       for (const auto* row : rows.next) __builtin_prefetch(row + x);
     }
-    V next_b[kCount], next_a[kCount];
+    enter(x + M::kLanes, next_b, next_a);
+    leave(x, b, a);
+    enter(x + 2 * M::kLanes, b, a);
+    leave(x + M::kLanes, next_b, next_a);
+  }
+  for (; columns - x >= 2 * M::kLanes; x += M::kLanes) {
     enter(x + M::kLanes, next_b, next_a);
     leave(x, b, a);
 #pragma GCC unroll 2
@@ -412,7 +418,7 @@ void LiftLongRow(const Source& src, const Target& dst, const Line& line, const t
   }
   enter(i, b, a);
   V next_b, next_a;
-  // Away from the end, two turns at once, which spares them to hand registers on.
+  // Away from the end, two turns at once.
   const auto turn = [&](int64_t at, V& this_b, V& this_a, V& that_b, V& that_a) ZMCJ_LIFTING_LAMBDA {
     __builtin_prefetch(next + 2 * at);
     from.template Load<M>(at + kLanes, that_b, that_a);
