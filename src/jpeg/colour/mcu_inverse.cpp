@@ -2,6 +2,7 @@
 #include "core/check.h"
 #include "core/level.h"
 
+#define ZMCJ_WANT_AVX512
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "jpeg/colour/mcu_inverse.cpp"
 #include "core/foreach_level.h"

@@ -1,5 +1,5 @@
 // Registers of MCU kernels: a register holds one row of eight 16-bit samples per 128 bits, so two rows on a 256-bit
-// level, and the same body serves every level. Read once per level.
+// level and four on a 512-bit one, and the same body serves every level. Read once per level.
 #if defined(ZMCJ_MCU_VECTOR_INL_H) == defined(HWY_TARGET_TOGGLE)
 #ifdef ZMCJ_MCU_VECTOR_INL_H
 #undef ZMCJ_MCU_VECTOR_INL_H
@@ -16,30 +16,38 @@ namespace hn = hwy::HWY_NAMESPACE;
 constexpr hn::ScalableTag<int16_t> d16;
 constexpr hn::Repartition<uint8_t, hn::ScalableTag<int16_t>> d8;
 constexpr hn::Repartition<int32_t, hn::ScalableTag<int16_t>> d32;
-constexpr hn::Half<hn::Repartition<uint8_t, hn::ScalableTag<int16_t>>> d8_half;
 using V8 = hn::VFromD<decltype(d8)>;
 using V16 = hn::VFromD<decltype(d16)>;
 using V32 = hn::VFromD<decltype(d32)>;
 
 constexpr int kRows = static_cast<int>(hn::MaxLanes(d16) / 8);  // rows in one register
-static_assert(kRows == 1 || kRows == 2);
 
 // Sixteen bytes of each of the register's rows, which are `distance` bytes apart.
 HWY_INLINE V8 LoadRows(const uint8_t* first, ptrdiff_t distance) {
-  if (kRows == 1) return hn::LoadU(d8, first);
-  // Broadcasting loads and a blend leave the shuffle units alone, which an insertion would occupy.
+  // Broadcasting loads and blends leave the shuffle units alone, which insertions would occupy.
+#if HWY_TARGET == HWY_AVX3
+  const auto row = [&](int i) HWY_ATTR { return hn::LoadU(hn::Full128<uint8_t>(), first + i * distance).raw; };
+  const __m512i rows01 = _mm512_mask_broadcast_i32x4(_mm512_castsi128_si512(row(0)), 0x00F0, row(1));
+  return V8{_mm512_mask_broadcast_i32x4(_mm512_mask_broadcast_i32x4(rows01, 0x0F00, row(2)), 0xF000, row(3))};
+#elif HWY_TARGET == HWY_AVX2
   return hn::ConcatUpperLower(d8, hn::LoadDup128(d8, first + distance), hn::LoadDup128(d8, first));
+#else
+  return hn::LoadU(d8, first);
+#endif
 }
 
-HWY_INLINE void StoreRow(V8 v, int row, uint8_t* to) {
-  if (kRows == 1) {
-    hn::StoreU(v, d8, to);
-  } else if (row == 0) {
-    hn::StoreU(hn::LowerHalf(d8_half, v), d8_half, to);
+template <class D>
+HWY_INLINE void StoreRow(D d, hn::VFromD<D> v, int row, uint8_t* to) {
+  if constexpr (hn::MaxLanes(d) > 16) {
+    const hn::Half<D> half;
+    constexpr int half_rows = hn::MaxLanes(d) / 32;
+    const auto rows = row < half_rows ? hn::LowerHalf(half, v) : hn::UpperHalf(half, v);
+    StoreRow(half, rows, row % half_rows, to);
   } else {
-    hn::StoreU(hn::UpperHalf(d8_half, v), d8_half, to);
+    hn::StoreU(v, d, to);
   }
 }
+HWY_INLINE void StoreRow(V8 v, int row, uint8_t* to) { StoreRow(d8, v, row, to); }
 
 // Rows of eight samples of blocks; `distance` counts samples, and 8 are rows that follow each other. Blocks may stand
 // at any address, hence the bytes.
@@ -56,12 +64,12 @@ HWY_INLINE void StoreBlockRows(V16 v, int16_t* first) {
   ZMCJ_UNROLL for (int row = 0; row < kRows; ++row) StoreRow(v8, row, bytes + row * 2 * distance);
 }
 
-// Byte indices (0x80 gives zero) or masks for every 128 bits, given twice: one plain load at each level.
-struct alignas(32) ByteTable {
-  uint8_t bytes[32] = {};
-  constexpr void Set(int i, int value) { bytes[i] = bytes[i + 16] = static_cast<uint8_t>(value); }
+// Byte indices (0x80 gives zero) or masks for every 128 bits.
+struct alignas(16) ByteTable {
+  uint8_t bytes[16] = {};
+  constexpr void Set(int i, int value) { bytes[i] = static_cast<uint8_t>(value); }
 };
-HWY_INLINE V8 Load(const ByteTable& table) { return hn::Load(d8, table.bytes); }
+HWY_INLINE V8 Load(const ByteTable& table) { return hn::LoadDup128(d8, table.bytes); }
 HWY_INLINE V8 Choose(const ByteTable& mask, V8 yes, V8 no) {
   return hn::IfThenElse(hn::MaskFromVec(Load(mask)), yes, no);
 }
@@ -69,7 +77,9 @@ HWY_INLINE V8 Choose(const ByteTable& mask, V8 yes, V8 no) {
 // Per 128 bits, the 16-bit lanes whose bit is set in `lanes` from yes, the others from no.
 template <int lanes>
 HWY_INLINE V8 ChooseWords(V8 yes, V8 no) {
-#if HWY_TARGET == HWY_AVX2
+#if HWY_TARGET == HWY_AVX3
+  return V8{_mm512_mask_blend_epi16(lanes * 0x01010101u, no.raw, yes.raw)};
+#elif HWY_TARGET == HWY_AVX2
   return V8{_mm256_blend_epi16(no.raw, yes.raw, lanes)};
 #elif HWY_TARGET == HWY_SSE4
   return V8{_mm_blend_epi16(no.raw, yes.raw, lanes)};
@@ -98,12 +108,14 @@ HWY_INLINE V32 MultiplyPairs(V16 a, V16 b) {
 // Within each 128 bits: a then b, narrowed with saturation.
 HWY_INLINE V16 NarrowTo16(V32 a, V32 b) { return hn::ReorderDemote2To(d16, a, b); }
 HWY_INLINE V8 NarrowTo8(V16 a, V16 b) {
-#if HWY_TARGET == HWY_AVX2
+#if HWY_TARGET == HWY_AVX3
+  return V8{_mm512_packus_epi16(a.raw, b.raw)};
+#elif HWY_TARGET == HWY_AVX2
   return V8{_mm256_packus_epi16(a.raw, b.raw)};
 #elif HWY_TARGET == HWY_SSE4
   return V8{_mm_packus_epi16(a.raw, b.raw)};
 #else
-  return hn::Combine(d8, hn::DemoteTo(d8_half, b), hn::DemoteTo(d8_half, a));
+  return hn::Combine(d8, hn::DemoteTo(hn::Half<decltype(d8)>(), b), hn::DemoteTo(hn::Half<decltype(d8)>(), a));
 #endif
 }
 
