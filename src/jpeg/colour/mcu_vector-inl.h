@@ -23,7 +23,7 @@ using V32 = hn::VFromD<decltype(d32)>;
 constexpr int kRows = static_cast<int>(hn::MaxLanes(d16) / 8);  // rows in one register
 
 // Sixteen bytes of each of the register's rows, which are `distance` bytes apart.
-HWY_INLINE V8 LoadRows(const uint8_t* first, ptrdiff_t distance) {
+HWY_INLINE V8 LoadRows(const uint8_t* first, [[maybe_unused]] ptrdiff_t distance) {
   // Broadcasting loads and blends leave the shuffle units alone, which insertions would occupy.
 #if HWY_TARGET == HWY_AVX3
   const auto row = [&](int i) HWY_ATTR { return hn::LoadU(hn::Full128<uint8_t>(), first + i * distance).raw; };
