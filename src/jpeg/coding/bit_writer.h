@@ -1,7 +1,8 @@
 // Writing entropy-coded bits (ISO/IEC 10918-1, F.1.2.3): most significant first, a 0x00 behind every byte 0xFF.
 //
 // Two writers leave the same bytes, position and state. BitWriter checks the destination before every byte and is the
-// reference; PackedWriter wants room for the whole block and writes eight bytes at a time.
+// reference; PackedWriter wants room for the whole block and writes eight bytes at a time. A block of small values has
+// its own way to the same, in block_bits-inl.h.
 #pragma once
 
 #include <bit>

@@ -83,25 +83,25 @@ class BlockBits {
     state->accumulator = (static_cast<uint32_t>(pending_) & ((1u << left) - 1)) << (24 - left);
     state->reserved = 0;
     state->count = static_cast<int>(left);
-    *to.position = static_cast<int>(Copy(to, *to.position, bits >> 3) - to.bytes);
+    *to.position += static_cast<int>(Copy(to.bytes + *to.position, *to.position, bits >> 3));
   }
 
  private:
-  ZMCJ_BIT_INSTRUCTIONS HWY_INLINE uint8_t* Copy(const Destination& to, int position, size_t count) const {
-    uint8_t* const out = to.bytes + position;
+  // `written` bytes stand before `out`. Returns how many have been added.
+  ZMCJ_BIT_INSTRUCTIONS HWY_INLINE size_t Copy(uint8_t* out, int written, unsigned count) const {
     const VBytes reversed = hn::Load(Bytes(), kReversed);
     const VBytes ff = hn::Set(Bytes(), 0xFF);
     const VBytes last = hn::LoadU(Bytes(), end_ - count);
     if (count <= 16) [[likely]] {
-      const bool stuffed = (MaskEqual(last, ff) & ((1u << count) - 1)) != 0;
-      if (stuffed || position < 16) [[unlikely]]
+      const bool stuffed = (static_cast<uint32_t>(MaskEqual(last, ff)) & ((1u << count) - 1)) != 0;
+      if (stuffed || written < 16) [[unlikely]]
         return CopyStuffed(out, end_, count);
       // Stored together with the bytes before them, so that nothing behind them changes and nothing is branched on.
       const VBytes merge = hn::LoadU(Bytes(), kMergeShuffles.index + count);
       const VBytes before = hn::TableLookupBytesOr0(hn::LoadU(Bytes(), out - 16), merge);
       const VBytes fresh = hn::And(hn::TableLookupBytes(last, reversed), hn::VecFromMask(Bytes(), hn::Eq(merge, ff)));
       hn::StoreU(hn::Or(before, fresh), Bytes(), out + count - 16);
-      return out + count;
+      return count;
     }
     VBytes stuffed = hn::VecFromMask(Bytes(), hn::Eq(last, ff));
     for (size_t i = 0; i < count - 16; i += 16) {
@@ -112,10 +112,11 @@ class BlockBits {
     if (MaskEqual(stuffed, ff) != 0) [[unlikely]]
       return CopyStuffed(out, end_, count);
     hn::StoreU(hn::TableLookupBytes(last, reversed), Bytes(), out + count - 16);
-    return out + count;
+    return count;
   }
 
-  [[gnu::noinline]] static uint8_t* CopyStuffed(uint8_t* out, const uint8_t* end, size_t count) {
+  [[gnu::noinline]] static size_t CopyStuffed(uint8_t* const start, const uint8_t* end, size_t count) {
+    uint8_t* out = start;
     uint64_t word;
     for (; count >= sizeof word; count -= sizeof word) {
       end -= sizeof word;
@@ -128,7 +129,7 @@ class BlockBits {
       }
     }
     std::memcpy(&word, end - sizeof word, sizeof word);
-    return PutStuffed(out, word >> 8 >> (56 - 8 * count), static_cast<int>(count));
+    return static_cast<size_t>(PutStuffed(out, word >> 8 >> (56 - 8 * count), static_cast<int>(count)) - start);
   }
 
   uint8_t* end_;

@@ -246,7 +246,8 @@ class ByteCoder {
   HWY_INLINE ByteCoder(const ByteMagnitudes& magnitudes, uint64_t mask, const EncodeSpec* ac)
       : magnitudes_(magnitudes), mask_(mask), ac_(reinterpret_cast<const uint8_t*>(ac)) {}
 
-  // The next code. False at the end, and where the table lacks a code; then some remain.
+  // The next code. False at the end, and where the table lacks a code; then some remain. The end is called unlikely, and
+  // zero runs have no loop of their own, so that the compiler gives its registers to the usual case.
   ZMCJ_BIT_INSTRUCTIONS HWY_INLINE bool PutNext(BlockBits& bits) {
     if (mask_ == 0) [[unlikely]]
       return false;
@@ -292,7 +293,7 @@ ZMCJ_BIT_INSTRUCTIONS HWY_INLINE bool PutBlock(const ZigzagBlock& zigzag, int32_
   StoreMagnitudes(zigzag, &magnitudes);
   ByteCoder coder(magnitudes, NonZeroMask(zigzag), ac);
   const Magnitude& m = kMagnitudes.middle()[difference];
-  const Code code(reinterpret_cast<const uint8_t*>(dc) + 4 * m.category);
+  const Code code(reinterpret_cast<const uint8_t*>(dc) + 4 * size_t{m.category});
   if (code.length == 0) [[unlikely]]
     return false;
   bits.Put(code, m.appended, m.category);
