@@ -6,6 +6,34 @@ namespace zmcj::HWY_NAMESPACE {
 namespace {
 namespace hn = hwy::HWY_NAMESPACE;
 
+#if HWY_TARGET == HWY_AVX3
+// Which lanes of two registers, counted through both, make up a register.
+template <class T>
+struct LaneOrder {
+  static constexpr int kLanes = 64 / sizeof(T);
+  alignas(64) T from[kLanes];
+
+  static constexpr LaneOrder Every(int stride, int first) {
+    LaneOrder order{};
+    for (int i = 0; i < kLanes; ++i) order.from[i] = static_cast<T>(first + stride * i);
+    return order;
+  }
+  static constexpr LaneOrder Alternately(int first) {
+    LaneOrder order{};
+    for (int i = 0; i < kLanes; ++i) order.from[i] = static_cast<T>(first + i / 2 + i % 2 * kLanes);
+    return order;
+  }
+};
+template <class T>
+struct LaneOrders {
+  static constexpr LaneOrder<T> kEven = LaneOrder<T>::Every(2, 0);
+  static constexpr LaneOrder<T> kOdd = LaneOrder<T>::Every(2, 1);
+  static constexpr LaneOrder<T> kOneLater = LaneOrder<T>::Every(1, LaneOrder<T>::kLanes - 1);
+  static constexpr LaneOrder<T> kLowerInPairs = LaneOrder<T>::Alternately(0);
+  static constexpr LaneOrder<T> kUpperInPairs = LaneOrder<T>::Alternately(LaneOrder<T>::kLanes / 2);
+};
+#endif
+
 template <class T>
 struct LanesBase {
   using D = hn::ScalableTag<T>;
@@ -16,7 +44,11 @@ struct LanesBase {
   static HWY_INLINE V Load(const T* p) { return hn::LoadU(D(), p); }
   static HWY_INLINE void Store(V v, T* p) { hn::StoreU(v, D(), p); }
   static HWY_INLINE void LoadPairs(const T* p, V& first, V& second) {
-#if HWY_TARGET == HWY_AVX2
+#if HWY_TARGET == HWY_AVX3
+    const V low = Load(p), high = Load(p + kLanes);
+    first = Pick(low, high, Orders::kEven);
+    second = Pick(low, high, Orders::kOdd);
+#elif HWY_TARGET == HWY_AVX2
     // The even and odd 32-bit units of two registers whose halves are so placed that no shuffle crosses them.
     const hn::Half<D> half;
     const hn::Repartition<float, D> d32;
@@ -43,36 +75,63 @@ struct LanesBase {
     hn::LoadInterleaved2(D(), p, first, second);
 #endif
   }
-  static HWY_INLINE void StorePairs(V first, V second, T* p) { hn::StoreInterleaved2(first, second, D(), p); }
+  static HWY_INLINE void StorePairs(V first, V second, T* p) {
+#if HWY_TARGET == HWY_AVX3
+    Store(Pick(first, second, Orders::kLowerInPairs), p);
+    Store(Pick(first, second, Orders::kUpperInPairs), p + kLanes);
+#else
+    hn::StoreInterleaved2(first, second, D(), p);
+#endif
+  }
 
   static HWY_INLINE V Add(V a, V b) { return hn::Add(a, b); }
   static HWY_INLINE V Sub(V a, V b) { return hn::Sub(a, b); }
 
   // The lanes of v, each one place later; the first comes from the end of `before`.
   static HWY_INLINE V Delay(V before, V v) {
+#if HWY_TARGET == HWY_AVX3
+    return Pick(before, v, Orders::kOneLater);
+#else
 #if HWY_TARGET == HWY_AVX2
     // The upper half of `before` and the lower half of v: what precedes each half of v.
-    const V halves = hn::ConcatLowerUpper(D(), v, before);
-#else
-    const V halves = before;
+    before = hn::ConcatLowerUpper(D(), v, before);
 #endif
-    return hn::CombineShiftRightBytes<16 - sizeof(T)>(D(), v, halves);
+    return hn::CombineShiftRightBytes<16 - sizeof(T)>(D(), v, before);
+#endif
   }
 
   // The first 16 bytes of v in the given order, in every 16 bytes of the register.
   static HWY_INLINE V FromStart(V v, const uint8_t* order) {
     const hn::Repartition<uint8_t, D> d8;
-#if HWY_TARGET == HWY_AVX2
+#if HWY_TARGET == HWY_AVX3
+    const hn::Repartition<int32_t, D> d32;
+    v = hn::BitCast(D(), hn::Vec<decltype(d32)>{_mm512_shuffle_i32x4(Bits(v), Bits(v), 0)});
+#elif HWY_TARGET == HWY_AVX2
     v = hn::ConcatLowerLower(D(), v, v);
 #endif
     return hn::BitCast(D(), hn::TableLookupBytes(hn::BitCast(d8, v), hn::LoadDup128(d8, order)));
   }
   // One lane of v in all.
   static HWY_INLINE V Spread(V v, int lane) {
-    alignas(32) T lanes[kLanes];
-    hn::Store(v, D(), lanes);
+    T lanes[kLanes];
+    Store(v, lanes);
     return Set(lanes[lane]);
   }
+
+#if HWY_TARGET == HWY_AVX3
+ private:
+  using DI = hn::RebindToSigned<D>;
+  using Orders = LaneOrders<hn::TFromD<DI>>;
+  static HWY_INLINE __m512i Bits(V v) { return hn::BitCast(DI(), v).raw; }
+  static HWY_INLINE V Pick(V x, V y, const LaneOrder<hn::TFromD<DI>>& order) {
+    const __m512i from = _mm512_load_si512(order.from);
+    if constexpr (sizeof(T) == 2) {
+      return hn::BitCast(D(), hn::Vec<DI>{_mm512_permutex2var_epi16(Bits(x), from, Bits(y))});
+    } else {
+      return hn::BitCast(D(), hn::Vec<DI>{_mm512_permutex2var_epi32(Bits(x), from, Bits(y))});
+    }
+  }
+#endif
 };
 
 template <class T>
@@ -127,9 +186,8 @@ struct Lanes<int16_t> : LanesBase<int16_t> {
     // 29 are moved to where the lane's 16 bits stand.
     const hn::Repartition<int32_t, D> d32;
     const hn::Repartition<uint8_t, D> d8;
-    alignas(32) static constexpr uint8_t kSwap[32] = {2, 3, 0, 1, 6, 7, 4, 5, 10, 11, 8, 9, 14, 15, 12, 13,
-                                                      2, 3, 0, 1, 6, 7, 4, 5, 10, 11, 8, 9, 14, 15, 12, 13};
-    const V swapped = hn::BitCast(D(), hn::TableLookupBytes(hn::BitCast(d8, b), hn::Load(d8, kSwap)));
+    alignas(16) static constexpr uint8_t kSwap[16] = {2, 3, 0, 1, 6, 7, 4, 5, 10, 11, 8, 9, 14, 15, 12, 13};
+    const V swapped = hn::BitCast(D(), hn::TableLookupBytes(hn::BitCast(d8, b), hn::LoadDup128(d8, kSwap)));
     const V factors = Set(static_cast<int16_t>(factor));
     const auto even = hn::BitCast(d32, MultiplyPairs(hn::OddEven(swapped, a), factors));
     const auto odd = hn::BitCast(d32, MultiplyPairs(hn::OddEven(a, swapped), factors));
@@ -140,7 +198,9 @@ struct Lanes<int16_t> : LanesBase<int16_t> {
   }
 
  private:
-#if HWY_TARGET == HWY_AVX2
+#if HWY_TARGET == HWY_AVX3
+  static HWY_INLINE V MultiplyPairs(V a, V b) { return V{_mm512_madd_epi16(a.raw, b.raw)}; }
+#elif HWY_TARGET == HWY_AVX2
   static HWY_INLINE V MultiplyPairs(V a, V b) { return V{_mm256_madd_epi16(a.raw, b.raw)}; }
 #elif HWY_TARGET == HWY_SSE4
   static HWY_INLINE V MultiplyPairs(V a, V b) { return V{_mm_madd_epi16(a.raw, b.raw)}; }
@@ -175,7 +235,9 @@ struct Lanes<float> : LanesBase<float> {
   // No sum of scaled integers is NaN, so the values compare as their bits do: 0x4F000000 is 2^31.
   static HWY_INLINE Ints::V Truncate(V v) {
     const auto above = hn::VecFromMask(Ints::D(), hn::Gt(hn::BitCast(Ints::D(), v), Ints::Set(0x4F000000)));
-#if HWY_TARGET == HWY_AVX2
+#if HWY_TARGET == HWY_AVX3
+    return hn::Xor(Ints::V{_mm512_cvttps_epi32(v.raw)}, above);
+#elif HWY_TARGET == HWY_AVX2
     return hn::Xor(Ints::V{_mm256_cvttps_epi32(v.raw)}, above);
 #elif HWY_TARGET == HWY_SSE4
     return hn::Xor(Ints::V{_mm_cvttps_epi32(v.raw)}, above);
