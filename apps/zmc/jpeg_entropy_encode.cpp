@@ -13,6 +13,8 @@ constexpr int kMostBlockBytes = 512;
 constexpr int kMostHeldBytes = 300;
 constexpr int kBufferBytes = 1 << 16;
 constexpr int kMostDcCategory = 11;  // of 8-bit samples (F.1.2.1)
+// How far ahead a scan's blocks are asked for: a scan of DC coefficients has less to do for a block than memory has.
+constexpr int kMcusAhead = 8;
 
 bool UsesDcTable(ScanKind kind) { return kind == ScanKind::kSequential || kind == ScanKind::kDcFirst; }
 bool UsesAcTable(ScanKind kind) { return kind != ScanKind::kDcFirst && kind != ScanKind::kDcRefine; }
@@ -206,7 +208,9 @@ void WalkScan(const Frame& frame, const Scan& scan, const Coefficients& coeffici
     for (int x = 0; x < shape.mcus_wide; ++x) {
       for (size_t i = 0; i < count; ++i) {
         if (x < rows[i].mcus) {
-          blocks[i] = rows[i].first[x * rows[i].step].data();
+          const Block* const block = rows[i].first + x * rows[i].step;
+          if (x + kMcusAhead < rows[i].mcus) __builtin_prefetch(block + kMcusAhead * rows[i].step);
+          blocks[i] = block->data();
         } else {
           flat[i].values[0] = blocks[i - 1][0];
           blocks[i] = flat[i].data();
