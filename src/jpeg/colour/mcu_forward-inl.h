@@ -168,6 +168,7 @@ struct McuForwardVectors {
       ZMCJ_UNROLL for (int half = 0; half < across; ++half) {
         ZMCJ_UNROLL for (int i = 0; i < down; ++i) {
           const uint8_t* p = RowAt(src, row * down + i, step) + 8 * half * BytesPerPixel(F);
+          if (half == 0) PrefetchRows(p, ptrdiff_t{down} * step, kRows);
           const Words w = LoadWords<F>(p, ptrdiff_t{down} * step);
           const Pair c = ChromaOf<F>(w);
           StoreBlockRows<8 * down>(Luminance<F, S, R>(w, c), luminance + 64 * half + 8 * i);

@@ -206,6 +206,7 @@ struct McuInverseVectors {
   template <PixelFormat F, Rounding R>
   static HWY_INLINE void Narrow(const int16_t* const* src, uint8_t* dst, int step) {
     for (int row = 0; row < 8; row += 2 * kRows) {
+      PrefetchRows(RowAt(dst, row, step), step, 2 * kRows);
       Colours colours[2];
       ZMCJ_UNROLL for (int i = 0; i < 2; ++i) {
         const int first = row + i * kRows;
@@ -226,6 +227,7 @@ struct McuInverseVectors {
   static HWY_INLINE void Wide(const int16_t* const* src, uint8_t* dst, int step) {
     constexpr int down = Vertical(S);
     for (int row = 0; row < 8; row += kRows) {
+      PrefetchRows(RowAt(dst, row * down, step), step, kRows * down);
       const Chroma sites = LoadChroma<F, R>(src, row);
       const Chroma chroma[2] = {Replicate(sites, 0), Replicate(sites, 1)};
       V8 k = hn::Zero(d8);
