@@ -155,7 +155,7 @@ uint32_t Receive(Reader& reader, int n, ZmcStatus* status) {
 }
 
 // A reader with those two as its own functions, as the block decoders call them; *origin is for readers that need one.
-// This one never finds anything beforehand: Look, TakeSymbol and TakeValue are the short cuts of WindowReader.
+// This one never finds anything beforehand: Refilled to TakeValue are the short cuts of WindowReader.
 template <class Reader>
 class Decoding : public Reader {
  public:

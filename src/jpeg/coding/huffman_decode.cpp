@@ -36,7 +36,7 @@ struct Outcome {
 template <class Reader>
 [[gnu::always_inline]] inline Outcome DecodeBlock(Reader& reader, int16_t* block, int16_t* last_dc,
                                                   const DecodeTables& tables) {
-  int ready = reader.Refilled() ? 2 : 0;  // codes for which the window needs no refill
+  int ready = reader.Refilled() ? 2 : 0;  // codes that may be looked up without a refill: each is good for two
   if (const FoundCode found = ready > 0 ? reader.Next(tables.dc) : reader.Look(tables.dc); found.found()) [[likely]] {
     --ready;
     *last_dc = static_cast<int16_t>(*last_dc + reader.template TakeValue<0>(found));
