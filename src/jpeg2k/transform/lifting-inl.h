@@ -261,9 +261,7 @@ struct PairsFrom {
   }
   template <class M>
   ZMCJ_LIFTING_INLINE void StoreAllButLast(int64_t i, typename M::V first, typename M::V second) const {
-    S staged[2 * M::kLanes];
-    M::StorePairs(first, second, staged);
-    std::memcpy(pairs + 2 * i, staged, sizeof(S) * (2 * M::kLanes - 1));
+    M::StorePairsAllButLast(first, second, pairs + 2 * i);
   }
 };
 template <class S>
@@ -284,10 +282,8 @@ struct BandsFrom {
   }
   template <class M>
   ZMCJ_LIFTING_INLINE void StoreAllButLast(int64_t i, typename M::V first, typename M::V second) const {
-    S staged[M::kLanes];
     M::Store(first, firsts + i);
-    M::Store(second, staged);
-    std::memcpy(seconds + i, staged, sizeof(S) * (M::kLanes - 1));
+    M::StoreAllButLast(second, seconds + i);
   }
 };
 template <class S>
@@ -375,31 +371,26 @@ ZMCJ_LIFTING_INLINE void LeadIn(const Source& src, const Target& dst, const Line
 // A line of at least two registers of samples.
 template <class W, bool kInverse, template <class> class Machine, class Source, class Target>
 void LiftLongRow(const Source& src, const Target& dst, const Line& line, const typename W::Sample* next) {
-  using Sample = typename W::Sample;
   using M = Machine<typename W::Register>;
   using V = typename M::V;
-  constexpr int kSteps = W::kSteps, kLanes = M::kLanes, kPairs = 2 * kLanes;
+  constexpr int kSteps = W::kSteps, kLanes = M::kLanes;
   // Results in pairs of an A and the B after it.
   const int64_t pairs = (line.length - line.a_offset() + 1) / 2, last = pairs - kLanes;
   const int64_t first = line.a_offset() + kSteps - 1;
   Ladder<W, kInverse, M, true> ladder;
   LeadIn<W, kInverse, M>(src, dst, line, first, ladder);
+  const bool ends_in_b = line.a_offset() + 2 * pairs <= line.length;
 
-  // The last register's samples go on beyond the end of the line. They are laid out long before they are read: a load
-  // waits for the stores that it overlaps.
-  Sample end[kPairs + kSteps];
-  if (line.mirrored) {
-    using Raw = Machine<Sample>;
-    typename Raw::V x, y;
-    From(src, line.length - kPairs).template Load<Raw>(0, x, y);
-    Raw::StorePairs(x, y, end);
-    for (int i = 0; i < kSteps; ++i) end[kPairs + i] = end[kPairs - 2 - i];
-  }
   const auto from = From(src, first);
   const auto to = From(dst, line.a_offset());
   const auto enter = [&](int64_t i, V& b, V& a) ZMCJ_LIFTING_LAMBDA {
     if (i == last && line.mirrored) {
-      M::LoadPairs(end + (first + 2 * last + kPairs - line.length), b, a);
+      // The last register's samples go on beyond the end of the line.
+      V x, y;
+      From(src, line.length - 2 * kLanes).template Load<M>(0, x, y);
+      x = M::template FromEnd<kSteps / 2, false>(x);
+      b = ends_in_b ? M::template FromEnd<kSteps / 2 - 1, true>(y) : x;
+      a = ends_in_b ? x : M::template FromEnd<kSteps / 2, true>(y);
     } else {
       from.template Load<M>(i, b, a);
     }
@@ -438,7 +429,7 @@ void LiftLongRow(const Source& src, const Target& dst, const Line& line, const t
     b = next_b, a = next_a;
   }
   ladder.upper.Climb(b, a);
-  if (line.a_offset() + 2 * pairs <= line.length) {
+  if (ends_in_b) {
     to.template Store<M>(last, a, b);
   } else {
     to.template StoreAllButLast<M>(last, a, b);

@@ -18,6 +18,13 @@ struct LaneOrder {
     for (int i = 0; i < kLanes; ++i) order.from[i] = static_cast<T>(first + stride * i);
     return order;
   }
+  // From lane `first` of a register on, and back again from its lane `turn`.
+  static constexpr LaneOrder AndBack(int first, int turn) {
+    LaneOrder order{};
+    for (int i = 0; i < kLanes; ++i)
+      order.from[i] = static_cast<T>(first + i < kLanes ? first + i : turn + kLanes - first - i);
+    return order;
+  }
   static constexpr LaneOrder Alternately(int first) {
     LaneOrder order{};
     for (int i = 0; i < kLanes; ++i) order.from[i] = static_cast<T>(first + i / 2 + i % 2 * kLanes);
@@ -33,6 +40,17 @@ struct LaneOrders {
   static constexpr LaneOrder<T> kUpperInPairs = LaneOrder<T>::Alternately(LaneOrder<T>::kLanes / 2);
 };
 #endif
+
+// The last lanes of 16 bytes in reverse, from the last one or from the one before it.
+template <class T, bool kAboutSample>
+struct ReflectedOrder {
+  alignas(16) uint8_t bytes[16];
+  constexpr ReflectedOrder() : bytes() {
+    constexpr int kSize = static_cast<int>(sizeof(T)), kLast = 16 / kSize - (kAboutSample ? 2 : 1);
+    for (int i = 0; i < 16 && i / kSize <= kLast; ++i)
+      bytes[i] = static_cast<uint8_t>((kLast - i / kSize) * kSize + i % kSize);
+  }
+};
 
 template <class T>
 struct LanesBase {
@@ -84,6 +102,28 @@ struct LanesBase {
 #endif
   }
 
+  // Leaves the place of the last sample alone.
+  static HWY_INLINE void StoreAllButLast(V v, T* p) {
+#if HWY_TARGET == HWY_AVX3
+    using Mask = hn::MFromD<D>;
+    hn::BlendedStore(v, Mask{static_cast<typename Mask::Raw>((uint64_t{1} << (kLanes - 1)) - 1)}, D(), p);
+#else
+    T staged[kLanes];
+    Store(v, staged);
+    std::memcpy(p, staged, sizeof(T) * (kLanes - 1));
+#endif
+  }
+  static HWY_INLINE void StorePairsAllButLast(V first, V second, T* p) {
+#if HWY_TARGET == HWY_AVX3
+    Store(Pick(first, second, Orders::kLowerInPairs), p);
+    StoreAllButLast(Pick(first, second, Orders::kUpperInPairs), p + kLanes);
+#else
+    T staged[2 * kLanes];
+    StorePairs(first, second, staged);
+    std::memcpy(p, staged, sizeof(T) * (2 * kLanes - 1));
+#endif
+  }
+
   static HWY_INLINE V Add(V a, V b) { return hn::Add(a, b); }
   static HWY_INLINE V Sub(V a, V b) { return hn::Sub(a, b); }
 
@@ -110,6 +150,28 @@ struct LanesBase {
     v = hn::ConcatLowerLower(D(), v, v);
 #endif
     return hn::BitCast(D(), hn::TableLookupBytes(hn::BitCast(d8, v), hn::LoadDup128(d8, order)));
+  }
+  // The lanes of v without the first kLeft ones, and their reflection about the last lane or about the place after it.
+  template <int kLeft, bool kAboutSample>
+  static HWY_INLINE V FromEnd(V v) {
+#if HWY_TARGET == HWY_AVX3
+    static constexpr auto kOrder = LaneOrder<hn::TFromD<DI>>::AndBack(kLeft, kLanes - (kAboutSample ? 2 : 1));
+    return Pick(v, v, kOrder);
+#else
+    if constexpr (kLeft == 0) return v;
+    static constexpr ReflectedOrder<T, kAboutSample> kOrder;
+    const hn::Repartition<uint8_t, D> d8;
+#if HWY_TARGET == HWY_AVX2
+    V last = hn::ConcatUpperUpper(D(), v, v);
+#else
+    V last = v;
+#endif
+    last = hn::BitCast(D(), hn::TableLookupBytes(hn::BitCast(d8, last), hn::LoadDup128(d8, kOrder.bytes)));
+#if HWY_TARGET == HWY_AVX2
+    last = hn::ConcatLowerUpper(D(), last, v);
+#endif
+    return hn::CombineShiftRightBytes<kLeft * sizeof(T)>(D(), last, v);
+#endif
   }
   // One lane of v in all.
   static HWY_INLINE V Spread(V v, int lane) {
@@ -213,7 +275,9 @@ struct Lanes<float> : LanesBase<float> {
   using Base::Load;
   using Base::LoadPairs;
   using Base::Store;
+  using Base::StoreAllButLast;
   using Base::StorePairs;
+  using Base::StorePairsAllButLast;
   using Ints = LanesBase<int32_t>;
 
   static HWY_INLINE V Mul(V a, V b) { return hn::Mul(a, b); }
@@ -228,6 +292,10 @@ struct Lanes<float> : LanesBase<float> {
   }
   static HWY_INLINE void StorePairs(V first, V second, int32_t* p) {
     Ints::StorePairs(Truncate(first), Truncate(second), p);
+  }
+  static HWY_INLINE void StoreAllButLast(V v, int32_t* p) { Ints::StoreAllButLast(Truncate(v), p); }
+  static HWY_INLINE void StorePairsAllButLast(V first, V second, int32_t* p) {
+    Ints::StorePairsAllButLast(Truncate(first), Truncate(second), p);
   }
 
  private:
