@@ -56,8 +56,10 @@ class BlockBits {
 
   // A code and the bits behind it.
   HWY_INLINE void Put(const Code& code, uint32_t appended = 0, uint64_t category = 0) {
-    const uint64_t length = code.length + category;
-    pending_ = pending_ << (length & 63) | (code.bits << category | appended);
+    Put(code.bits << category | appended, code.length + category);
+  }
+  HWY_INLINE void Put(uint64_t bits, uint64_t length) {
+    pending_ = pending_ << (length & 63) | bits;
     position_ -= static_cast<int64_t>(length);
   }
 

@@ -13,6 +13,7 @@
 #include "core/foreach_level.h"
 // Per level, so behind the line above.
 #include "jpeg/coding/block_bits-inl.h"
+#include "jpeg/coding/sparse_codes-inl.h"
 #include "jpeg/coding/zigzag_mask-inl.h"
 
 #ifndef ZMCJ_HUFFMAN_ENCODE_TYPES
@@ -287,21 +288,40 @@ class ByteCoder {
   uint64_t last_ = 0;  // the position up to which all is coded
 };
 
-ZMCJ_BIT_INSTRUCTIONS HWY_INLINE bool PutBlock(const ZigzagBlock& zigzag, int32_t difference, const EncodeSpec* dc,
-                                               const EncodeSpec* ac, BlockBits& bits) {
+// The same for a whole block. False where the table lacks a code.
+ZMCJ_BIT_INSTRUCTIONS HWY_INLINE bool PutAc(const ZigzagBlock& zigzag, const EncodeSpec* ac, BlockBits& bits) {
+  const uint64_t mask = NonZeroMask(zigzag) & ~uint64_t{1};
+#if HWY_TARGET == HWY_AVX3
+  if (std::popcount(mask) > 16) {
+    SparseCoder sparse(zigzag, mask, ac);
+    if (!sparse.has_zero_run()) [[likely]] {
+      bits.Spill();
+      while (sparse.left() > 0) {
+        if (!sparse.PutSixteen(bits)) [[unlikely]]
+          return false;
+      }
+      return sparse.PutEnd(bits);
+    }
+  }
+#endif
   ByteMagnitudes magnitudes;
   StoreMagnitudes(zigzag, &magnitudes);
-  ByteCoder coder(magnitudes, NonZeroMask(zigzag), ac);
+  ByteCoder coder(magnitudes, mask, ac);
+  while (coder.PutNext(bits)) {
+    bits.Spill();
+    if (!coder.PutNext(bits)) break;
+  }
+  return coder.PutEnd(bits);
+}
+
+ZMCJ_BIT_INSTRUCTIONS HWY_INLINE bool PutBlock(const ZigzagBlock& zigzag, int32_t difference, const EncodeSpec* dc,
+                                               const EncodeSpec* ac, BlockBits& bits) {
   const Magnitude& m = kMagnitudes.middle()[difference];
   const Code code(reinterpret_cast<const uint8_t*>(dc) + 4 * size_t{m.category});
   if (code.length == 0) [[unlikely]]
     return false;
   bits.Put(code, m.appended, m.category);
-  while (coder.PutNext(bits)) {
-    bits.Spill();
-    if (!coder.PutNext(bits)) break;
-  }
-  if (!coder.PutEnd(bits)) [[unlikely]]
+  if (!PutAc(zigzag, ac, bits)) [[unlikely]]
     return false;
   bits.Spill();
   return bits.plausible();
