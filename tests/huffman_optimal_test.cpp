@@ -57,7 +57,6 @@ ZmcStatus Optimal(const int* counts, RawTable& table) {
 
 TEST(HuffmanOptimal, AsTheAnnexBuildsIt) {
   Random random;
-  int refused = 0;
   for (int round = 0; round < 3000; ++round) {
     int counts[256] = {};
     const int kind = round % 6, symbols = random.In(1, 256);
@@ -77,13 +76,11 @@ TEST(HuffmanOptimal, AsTheAnnexBuildsIt) {
     std::memset(table.values, 0xEE, 256), std::memset(expected.values, 0xEE, 256);
     const bool built = ModelOptimal(counts, expected);
     ASSERT_EQ(Optimal(counts, table), built ? zmcStatusOk : zmcStatusBadHuffmanTable) << round;
-    refused += !built;
     ASSERT_TRUE(SameArray(expected.bits, table.bits, 16)) << round;
     ASSERT_TRUE(SameArray(expected.values, table.values, 256)) << round;
     if (!built || kind == 3 || kind == 4) continue;
     ASSERT_EQ(EncodeSpecMemory(table).status, zmcStatusOk) << round;
   }
-  EXPECT_GT(refused, 0);
 }
 
 TEST(HuffmanOptimal, EdgeCases) {
