@@ -158,7 +158,6 @@ struct LanesBase {
     static constexpr auto kOrder = LaneOrder<hn::TFromD<DI>>::AndBack(kLeft, kLanes - (kAboutSample ? 2 : 1));
     return Pick(v, v, kOrder);
 #else
-    if constexpr (kLeft == 0) return v;
     static constexpr ReflectedOrder<T, kAboutSample> kOrder;
     const hn::Repartition<uint8_t, D> d8;
 #if HWY_TARGET == HWY_AVX2
@@ -170,7 +169,12 @@ struct LanesBase {
 #if HWY_TARGET == HWY_AVX2
     last = hn::ConcatLowerUpper(D(), last, v);
 #endif
-    return hn::CombineShiftRightBytes<kLeft * sizeof(T)>(D(), last, v);
+    // Nothing is shifted where no lane is left out, which would not compile.
+    if constexpr (kLeft == 0) {
+      return v;
+    } else {
+      return hn::CombineShiftRightBytes<kLeft * sizeof(T)>(D(), last, v);
+    }
 #endif
   }
   // One lane of v in all.
