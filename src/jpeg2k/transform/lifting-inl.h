@@ -110,25 +110,51 @@ struct Filter<Calm97_16s, kInverse, M> : Filter<D97_16s, kInverse, M> {
 template <class W, class M>
 constexpr bool kHasCalmForm = std::is_same_v<W, D97_16s> && (M::kLanes > 1);
 
-// Half the steps of a filter at once, each one sample behind the step before it. rung[0] is the last A that came in,
-// rung[i] the last result of the step before step i. Along a row (kAcross) "the last" of a lane is the lane before it.
-template <class W, bool kInverse, class M, bool kAcross, int kFirst>
-struct Flight {
+// The steps of a filter, each one sample behind the step before it. rung[0] is the last A that came in, rung[i] the last
+// result of the step before step i. Along a row (kAcross) "the last" of a lane is the lane before it.
+//
+// The chain of steps is so long that the processor, running ahead, holds too few turns of a loop that follows it to the
+// end. So the steps make up flights of one or two, and in each turn of the loops below every flight has a register of
+// its own, while the registers between them wait for the next turn.
+template <class W, bool kInverse, class M, bool kAcross, int kFlights>
+struct Ladder {
   using F = Filter<W, kInverse, M>;
   using V = typename M::V;
-  static constexpr int kSteps = W::kSteps / 2;
-  V rung[kSteps];
+  static constexpr int kFlightSteps = W::kSteps / kFlights;
+  V rung[W::kSteps];
 
   // Not left to the compiler, which would give a constructor of its own no instruction set.
-  ZMCJ_LIFTING_INLINE Flight() {}
+  ZMCJ_LIFTING_INLINE Ladder() {}
 
   // In: samples of type B and the ones of type A after them, or what comes up from the flight below. Out: what goes on
   // to the flight above; at the top, results of type A and the ones of type B after them.
+  template <int kFlight>
   ZMCJ_LIFTING_INLINE void Climb(V& b, V& a) {
+    constexpr int kFirst = kFlight * kFlightSteps, kLast = kFirst + kFlightSteps - 1;
     if constexpr (kFirst == 0) b = F::EnterB(b), a = F::EnterA(a);
-    Step<0>(b, a);
-    if constexpr (kSteps == 2) Step<1>(b, a);
-    if constexpr (kFirst + kSteps == W::kSteps) b = F::LeaveB(rung[kSteps - 1]), a = F::LeaveA(a);
+    Step<kFirst>(b, a);
+    if constexpr (kLast > kFirst) Step<kLast>(b, a);
+    if constexpr (kLast == W::kSteps - 1) b = F::LeaveB(rung[kLast]), a = F::LeaveA(a);
+  }
+  template <int kFlight>
+  ZMCJ_LIFTING_INLINE void ClimbFrom(V& b, V& a) {
+    Climb<kFlight>(b, a);
+    if constexpr (kFlight + 1 < kFlights) ClimbFrom<kFlight + 1>(b, a);
+  }
+
+  // What waits above each flight but the last one.
+  struct Waiting {
+    V b[kFlights - 1], a[kFlights - 1];
+    ZMCJ_LIFTING_INLINE Waiting() {}
+  };
+  // Up the flights from kFlight down to 1.
+  template <int kFlight>
+  ZMCJ_LIFTING_INLINE void ClimbOn(const Waiting& from, Waiting& to) {
+    if constexpr (kFlight > 0) {
+      to.b[kFlight] = from.b[kFlight - 1], to.a[kFlight] = from.a[kFlight - 1];
+      Climb<kFlight>(to.b[kFlight], to.a[kFlight]);
+      ClimbOn<kFlight - 1>(from, to);
+    }
   }
 
  private:
@@ -136,39 +162,24 @@ struct Flight {
   ZMCJ_LIFTING_INLINE void Step(V& centre, V& right) {
     V left = rung[kStep];
     if constexpr (kAcross) left = M::Delay(left, right);
-    const V result = F::template Step<kFirst + kStep>(centre, left, right);
+    const V result = F::template Step<kStep>(centre, left, right);
     rung[kStep] = right;
     centre = left;
     right = result;
   }
 };
 
-// All steps. The loops below send one register up the lower flight, then the one before it up the upper flight: the
-// chain of steps is so long that the processor, running ahead, holds too few turns of a loop that follows it to the
-// end.
-template <class W, bool kInverse, class M, bool kAcross>
-struct Ladder {
-  using Lower = Flight<W, kInverse, M, kAcross, 0>;
-  using Upper = Flight<W, kInverse, M, kAcross, W::kSteps / 2>;
-  Lower lower;
-  Upper upper;
-
-  ZMCJ_LIFTING_INLINE Ladder() {}
-  ZMCJ_LIFTING_INLINE typename M::V& rung(int step) {
-    return step < Lower::kSteps ? lower.rung[step] : upper.rung[step - Lower::kSteps];
-  }
-};
-
 // Columns x to x + M::kLanes - 1 of several feeds, up one flight.
-template <class Flight, class M, int kCount, class Register, class V>
+template <class Ladder, int kFlight, class M, int kCount, class Register, class V>
 ZMCJ_LIFTING_INLINE void ClimbColumn(V (&b)[kCount], V (&a)[kCount], Register* rungs, int strip) {
-  Flight flight;
+  constexpr int kFirst = kFlight * Ladder::kFlightSteps, kEnd = kFirst + Ladder::kFlightSteps;
+  Ladder ladder;
 #pragma GCC unroll 2
-  for (int i = 0; i < Flight::kSteps; ++i) flight.rung[i] = M::Load(rungs + i * strip);
+  for (int i = kFirst; i < kEnd; ++i) ladder.rung[i] = M::Load(rungs + i * strip);
 #pragma GCC unroll 2
-  for (int f = 0; f < kCount; ++f) flight.Climb(b[f], a[f]);
+  for (int f = 0; f < kCount; ++f) ladder.template Climb<kFlight>(b[f], a[f]);
 #pragma GCC unroll 2
-  for (int i = 0; i < Flight::kSteps; ++i) M::Store(flight.rung[i], rungs + i * strip);
+  for (int i = kFirst; i < kEnd; ++i) M::Store(ladder.rung[i], rungs + i * strip);
 }
 
 // Several feeds of the columns from x on, in whole registers. Gives the first column that is left.
@@ -176,7 +187,7 @@ template <class W, bool kInverse, class M, int kCount>
 ZMCJ_LIFTING_INLINE int FeedColumns(const FeedRows<typename W::Sample> rows, int x, int columns,
                                     typename W::Register* rungs) {
   using V = typename M::V;
-  using Stairs = Ladder<W, kInverse, M, false>;
+  using Stairs = Ladder<W, kInverse, M, false, 2>;
   constexpr int kStrip = kStripColumns<typename W::Sample>;
   constexpr int kCacheLine = 64 / static_cast<int>(sizeof(typename W::Sample));
   const auto enter = [&](int at, V(&b)[kCount], V(&a)[kCount]) ZMCJ_LIFTING_LAMBDA {
@@ -185,10 +196,10 @@ ZMCJ_LIFTING_INLINE int FeedColumns(const FeedRows<typename W::Sample> rows, int
       b[f] = M::Load(rows.in_b[f] + at);
       a[f] = M::Load(rows.in_a[f] + at);
     }
-    ClimbColumn<typename Stairs::Lower, M>(b, a, rungs + at, kStrip);
+    ClimbColumn<Stairs, 0, M>(b, a, rungs + at, kStrip);
   };
   const auto leave = [&](int at, V(&b)[kCount], V(&a)[kCount]) ZMCJ_LIFTING_LAMBDA {
-    ClimbColumn<typename Stairs::Upper, M>(b, a, rungs + W::kSteps / 2 * kStrip + at, kStrip);
+    ClimbColumn<Stairs, 1, M>(b, a, rungs + at, kStrip);
 #pragma GCC unroll 2
     for (int f = 0; f < kCount; ++f) {
       M::Store(a[f], rows.out_a[f] + at);
@@ -297,9 +308,10 @@ ZMCJ_LIFTING_INLINE BandsFrom<S> From(const Bands<S>& line, int64_t position) {
 
 // Feeds one by one, from the line's first one to those before position `end`.
 template <class W, bool kInverse, class Source, class Target>
-ZMCJ_LIFTING_INLINE Ladder<W, kInverse, Single<typename W::Register>, false> FeedSingly(const Source& src,
-                                                                                        const Target& dst,
-                                                                                        const Line& line, int64_t end) {
+ZMCJ_LIFTING_INLINE Ladder<W, kInverse, Single<typename W::Register>, false, 2> FeedSingly(const Source& src,
+                                                                                           const Target& dst,
+                                                                                           const Line& line,
+                                                                                           int64_t end) {
   using Sample = typename W::Sample;
   using Register = typename W::Register;
   using One = Single<Register>;
@@ -307,13 +319,12 @@ ZMCJ_LIFTING_INLINE Ladder<W, kInverse, Single<typename W::Register>, false> Fee
     return static_cast<Register>(LoadSample<Sample>(src.At(line.Fold(position))));
   };
   int64_t c = line.FirstFeed(W::kSteps);
-  Ladder<W, kInverse, One, false> ladder;
-  for (int i = 0; i < W::kSteps; ++i) ladder.rung(i) = 0;
-  ladder.rung(0) = Filter<W, kInverse, One>::EnterA(sample(c - 1));
+  Ladder<W, kInverse, One, false, 2> ladder;
+  for (int i = 0; i < W::kSteps; ++i) ladder.rung[i] = 0;
+  ladder.rung[0] = Filter<W, kInverse, One>::EnterA(sample(c - 1));
   for (; c < end; c += 2) {
     Register b = sample(c), a = sample(c + 1);
-    ladder.lower.Climb(b, a);
-    ladder.upper.Climb(b, a);
+    ladder.template ClimbFrom<0>(b, a);
     const int64_t results = c + 1 - W::kSteps;
     if (results >= 0) One::Store(a, dst.At(results));
     if (results >= -1 && results + 1 < line.length) One::Store(b, dst.At(results + 1));
@@ -338,30 +349,29 @@ struct LeadOrder {
 
 // Fills the ladder with what comes before the first pair of results, and stores a B that stands before them. A last
 // lane depends on kSteps samples of a type at most: those of the last 16 bytes.
-template <class W, bool kInverse, class M, class Source, class Target>
+template <class W, bool kInverse, class M, int kFlights, class Source, class Target>
 ZMCJ_LIFTING_INLINE void LeadIn(const Source& src, const Target& dst, const Line& line, int64_t first,
-                                Ladder<W, kInverse, M, true>& ladder) {
+                                Ladder<W, kInverse, M, true, kFlights>& ladder) {
   using V = typename M::V;
   using Register = typename W::Register;
   constexpr int kSteps = W::kSteps;
   if (!line.mirrored) {
     auto single = FeedSingly<W, kInverse>(src, dst, line, first);
 #pragma GCC unroll 4
-    for (int i = 0; i < kSteps; ++i) ladder.rung(i) = M::Set(single.rung(i));
+    for (int i = 0; i < kSteps; ++i) ladder.rung[i] = M::Set(single.rung[i]);
     return;
   }
   static constexpr LeadOrder<Register, true, kSteps / 2 - 1> kEven;
   static constexpr LeadOrder<Register, false, kSteps / 2 - 2> kOddB;
   static constexpr LeadOrder<Register, false, kSteps / 2 - 1> kOddA;
 #pragma GCC unroll 4
-  for (int i = 0; i < kSteps; ++i) ladder.rung(i) = M::Set(0);
+  for (int i = 0; i < kSteps; ++i) ladder.rung[i] = M::Set(0);
   V even, odd;
   From(src, 0).template Load<M>(0, even, odd);
   even = M::FromStart(even, kEven.bytes);
   odd = M::FromStart(odd, line.a_first ? kOddB.bytes : kOddA.bytes);
   V b = line.a_first ? odd : even, a = line.a_first ? even : odd;
-  ladder.lower.Climb(b, a);
-  ladder.upper.Climb(b, a);
+  ladder.template ClimbFrom<0>(b, a);
   if (line.a_first) return;
   typename W::Sample staged[M::kLanes];
   M::Store(b, staged);
@@ -374,15 +384,23 @@ void LiftLongRow(const Source& src, const Target& dst, const Line& line, const t
   using M = Machine<typename W::Register>;
   using V = typename M::V;
   constexpr int kSteps = W::kSteps, kLanes = M::kLanes;
+  // What waits between the flights stays in registers.
+  constexpr int kFlights = M::kManyRegisters ? kSteps : 2, kWaiting = kFlights - 1;
   // Results in pairs of an A and the B after it.
   const int64_t pairs = (line.length - line.a_offset() + 1) / 2, last = pairs - kLanes;
   const int64_t first = line.a_offset() + kSteps - 1;
-  Ladder<W, kInverse, M, true> ladder;
-  LeadIn<W, kInverse, M>(src, dst, line, first, ladder);
   const bool ends_in_b = line.a_offset() + 2 * pairs <= line.length;
+  using Stairs = Ladder<W, kInverse, M, true, kFlights>;
+  Stairs ladder;
+  LeadIn<W, kInverse, M>(src, dst, line, first, ladder);
 
   const auto from = From(src, first);
   const auto to = From(dst, line.a_offset());
+  const auto load = [&](int64_t i, V& b, V& a) ZMCJ_LIFTING_LAMBDA {
+    __builtin_prefetch(next + 2 * i);
+    if constexpr (2 * kLanes * sizeof(*next) > 64) __builtin_prefetch(next + 2 * i + kLanes);
+    from.template Load<M>(i, b, a);
+  };
   const auto enter = [&](int64_t i, V& b, V& a) ZMCJ_LIFTING_LAMBDA {
     if (i == last && line.mirrored) {
       // The last register's samples go on beyond the end of the line.
@@ -392,48 +410,71 @@ void LiftLongRow(const Source& src, const Target& dst, const Line& line, const t
       b = ends_in_b ? M::template FromEnd<kSteps / 2 - 1, true>(y) : x;
       a = ends_in_b ? x : M::template FromEnd<kSteps / 2, true>(y);
     } else {
-      from.template Load<M>(i, b, a);
+      load(i, b, a);
     }
-    ladder.lower.Climb(b, a);
+    ladder.template Climb<0>(b, a);
   };
-  V b, a;
+  const auto store = [&](int64_t i, V b, V a) ZMCJ_LIFTING_LAMBDA {
+    if (i < last || ends_in_b) {
+      to.template Store<M>(i, a, b);
+    } else {
+      to.template StoreAllButLast<M>(i, a, b);
+    }
+  };
+  const auto lift_alone = [&](int64_t i) ZMCJ_LIFTING_LAMBDA {
+    V b, a;
+    enter(i, b, a);
+    ladder.template ClimbFrom<1>(b, a);
+    store(i, b, a);
+  };
+
   int64_t i = 0;
   if (pairs % kLanes != 0) {
     // The second register overlaps the first one, so that the last one is whole.
-    enter(0, b, a);
-    ladder.upper.Climb(b, a);
-    to.template Store<M>(0, a, b);
+    lift_alone(0);
     i = pairs % kLanes;
 #pragma GCC unroll 4
-    for (int step = 0; step < kSteps; ++step) ladder.rung(step) = M::Spread(ladder.rung(step), static_cast<int>(i) - 1);
+    for (int step = 0; step < kSteps; ++step) ladder.rung[step] = M::Spread(ladder.rung[step], static_cast<int>(i) - 1);
   }
-  enter(i, b, a);
-  V next_b, next_a;
+  if (last - i < (kWaiting - 1) * kLanes) {
+    for (; i <= last; i += kLanes) lift_alone(i);
+    return;
+  }
+  typename Stairs::Waiting x, y;
+  enter(i, x.b[0], x.a[0]);
+  if constexpr (kWaiting == 3) {
+    ladder.template ClimbOn<1>(x, y);
+    enter(i + kLanes, y.b[0], y.a[0]);
+    ladder.template ClimbOn<2>(y, x);
+    enter(i + 2 * kLanes, x.b[0], x.a[0]);
+  }
   // Away from the end, two turns at once.
-  const auto turn = [&](int64_t at, V& this_b, V& this_a, V& that_b, V& that_a) ZMCJ_LIFTING_LAMBDA {
-    __builtin_prefetch(next + 2 * at);
-    from.template Load<M>(at + kLanes, that_b, that_a);
-    ladder.lower.Climb(that_b, that_a);
-    ladder.upper.Climb(this_b, this_a);
-    to.template Store<M>(at, this_a, this_b);
+  const auto turn = [&](int64_t at, typename Stairs::Waiting& now, typename Stairs::Waiting& then) ZMCJ_LIFTING_LAMBDA {
+    load(at + kWaiting * kLanes, then.b[0], then.a[0]);
+    ladder.template Climb<0>(then.b[0], then.a[0]);
+    ladder.template ClimbOn<kWaiting - 1>(now, then);
+    ladder.template Climb<kWaiting>(now.b[kWaiting - 1], now.a[kWaiting - 1]);
+    to.template Store<M>(at, now.a[kWaiting - 1], now.b[kWaiting - 1]);
   };
-  for (; i < last - 2 * kLanes; i += 2 * kLanes) {
-    turn(i, b, a, next_b, next_a);
-    turn(i + kLanes, next_b, next_a, b, a);
+  for (; i < last - (kWaiting + 1) * kLanes; i += 2 * kLanes) {
+    turn(i, x, y);
+    turn(i + kLanes, y, x);
   }
-  for (; i < last; i += kLanes) {
-    __builtin_prefetch(next + 2 * i);
-    enter(i + kLanes, next_b, next_a);
-    ladder.upper.Climb(b, a);
-    to.template Store<M>(i, a, b);
-    b = next_b, a = next_a;
+  for (; i <= last - kWaiting * kLanes; i += kLanes) {
+    enter(i + kWaiting * kLanes, y.b[0], y.a[0]);
+    ladder.template ClimbOn<kWaiting - 1>(x, y);
+    ladder.template Climb<kWaiting>(x.b[kWaiting - 1], x.a[kWaiting - 1]);
+    store(i, x.b[kWaiting - 1], x.a[kWaiting - 1]);
+    x = y;
   }
-  ladder.upper.Climb(b, a);
-  if (ends_in_b) {
-    to.template Store<M>(last, a, b);
-  } else {
-    to.template StoreAllButLast<M>(last, a, b);
+  if constexpr (kWaiting == 3) {
+    ladder.template ClimbFrom<3>(x.b[2], x.a[2]);
+    store(last - 2 * kLanes, x.b[2], x.a[2]);
+    ladder.template ClimbFrom<2>(x.b[1], x.a[1]);
+    store(last - kLanes, x.b[1], x.a[1]);
   }
+  ladder.template ClimbFrom<1>(x.b[0], x.a[0]);
+  store(last, x.b[0], x.a[0]);
 }
 
 template <class W, bool kInverse, template <class> class Machine, class Source, class Target>

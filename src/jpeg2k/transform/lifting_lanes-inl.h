@@ -57,6 +57,7 @@ struct LanesBase {
   using D = hn::ScalableTag<T>;
   using V = hn::Vec<D>;
   static constexpr int kLanes = static_cast<int>(hn::MaxLanes(D()));
+  static constexpr bool kManyRegisters = HWY_TARGET == HWY_AVX3;
 
   static HWY_INLINE V Set(T value) { return hn::Set(D(), value); }
   static HWY_INLINE V Load(const T* p) { return hn::LoadU(D(), p); }
