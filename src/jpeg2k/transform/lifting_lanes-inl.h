@@ -159,21 +159,20 @@ struct LanesBase {
     static constexpr auto kOrder = LaneOrder<hn::TFromD<DI>>::AndBack(kLeft, kLanes - (kAboutSample ? 2 : 1));
     return Pick(v, v, kOrder);
 #else
-    static constexpr ReflectedOrder<T, kAboutSample> kOrder;
-    const hn::Repartition<uint8_t, D> d8;
-#if HWY_TARGET == HWY_AVX2
-    V last = hn::ConcatUpperUpper(D(), v, v);
-#else
-    V last = v;
-#endif
-    last = hn::BitCast(D(), hn::TableLookupBytes(hn::BitCast(d8, last), hn::LoadDup128(d8, kOrder.bytes)));
-#if HWY_TARGET == HWY_AVX2
-    last = hn::ConcatLowerUpper(D(), last, v);
-#endif
-    // Nothing is shifted where no lane is left out, which would not compile.
     if constexpr (kLeft == 0) {
       return v;
     } else {
+      static constexpr ReflectedOrder<T, kAboutSample> kOrder;
+      const hn::Repartition<uint8_t, D> d8;
+#if HWY_TARGET == HWY_AVX2
+      V last = hn::ConcatUpperUpper(D(), v, v);
+#else
+      V last = v;
+#endif
+      last = hn::BitCast(D(), hn::TableLookupBytes(hn::BitCast(d8, last), hn::LoadDup128(d8, kOrder.bytes)));
+#if HWY_TARGET == HWY_AVX2
+      last = hn::ConcatLowerUpper(D(), last, v);
+#endif
       return hn::CombineShiftRightBytes<kLeft * sizeof(T)>(D(), last, v);
     }
 #endif
