@@ -248,29 +248,12 @@ struct Lanes<int16_t> : LanesBase<int16_t> {
     const int32x4_t upper = vmulq_n_s32(vaddl_s16(vget_high_s16(x), vget_high_s16(y)), factor);
     return V(vcombine_s16(vrshrn_n_s32(lower, 14), vrshrn_n_s32(upper, 14)));
 #else
-    // Pairs (a, b) of the even lanes and (b, a) of the odd ones; each product of pairs is that of the sum. Bits 14 to
-    // 29 are moved to where the lane's 16 bits stand.
-    const hn::Repartition<int32_t, D> d32;
-    const hn::Repartition<uint8_t, D> d8;
-    alignas(16) static constexpr uint8_t kSwap[16] = {2, 3, 0, 1, 6, 7, 4, 5, 10, 11, 8, 9, 14, 15, 12, 13};
-    const V swapped = hn::BitCast(D(), hn::TableLookupBytes(hn::BitCast(d8, b), hn::LoadDup128(d8, kSwap)));
-    const V factors = Set(static_cast<int16_t>(factor));
-    const auto even = hn::BitCast(d32, MultiplyPairs(hn::OddEven(swapped, a), factors));
-    const auto odd = hn::BitCast(d32, MultiplyPairs(hn::OddEven(a, swapped), factors));
-    const auto half = hn::Set(d32, 8192);
-    return hn::OddEven(hn::BitCast(D(), hn::ShiftLeft<2>(hn::Add(odd, half))),
-                       hn::BitCast(D(), hn::ShiftRight<14>(hn::Add(even, half))));
+    // The true sum is the wrapped one and 2^16 times -1, 0 or 1, which contributes 4 * factor to the shifted product.
+    const V sum = hn::Add(a, b);
+    const V carry = hn::Sub(hn::BroadcastSignBit(hn::SaturatedAdd(a, b)), hn::BroadcastSignBit(sum));
+    return hn::Add(Scaled(sum, factor), hn::Mul(carry, Set(static_cast<int16_t>(4 * factor))));
 #endif
   }
-
- private:
-#if HWY_TARGET == HWY_AVX3
-  static HWY_INLINE V MultiplyPairs(V a, V b) { return V{_mm512_madd_epi16(a.raw, b.raw)}; }
-#elif HWY_TARGET == HWY_AVX2
-  static HWY_INLINE V MultiplyPairs(V a, V b) { return V{_mm256_madd_epi16(a.raw, b.raw)}; }
-#elif HWY_TARGET == HWY_SSE4
-  static HWY_INLINE V MultiplyPairs(V a, V b) { return V{_mm_madd_epi16(a.raw, b.raw)}; }
-#endif
 };
 
 template <>
