@@ -118,7 +118,10 @@ ZMCJ_LIFTING_INLINE int FeedColumns(const FeedRows<typename W::Sample> rows, int
   for (; columns - x >= 3 * M::kLanes; x += 2 * M::kLanes) {
     if (jumps && x % kCacheLine == 0) {
 #pragma GCC unroll 4
-      for (const auto* row : rows.next) __builtin_prefetch(row + x);
+      for (const auto* row : rows.next) {
+        __builtin_prefetch(row + x);
+        if constexpr (M::kLanes >= kCacheLine) __builtin_prefetch(row + x + M::kLanes);
+      }
     }
     enter(x + M::kLanes, next_b, next_a);
     leave(x, b, a);
