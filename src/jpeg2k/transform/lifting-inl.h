@@ -94,7 +94,12 @@ ZMCJ_LIFTING_INLINE int FeedColumns(const FeedRows<typename W::Sample> rows, int
   using Stairs = Ladder<W, kInverse, M, false, 2>;
   constexpr int kStrip = kStripColumns<typename W::Sample>;
   constexpr int kCacheLine = 64 / static_cast<int>(sizeof(typename W::Sample));
+  const bool jumps = rows.next[0] != nullptr;
   const auto enter = [&](int at, V(&b)[kCount], V(&a)[kCount]) ZMCJ_LIFTING_LAMBDA {
+    if (jumps && at % kCacheLine == 0) {
+#pragma GCC unroll 4
+      for (const auto* row : rows.next) __builtin_prefetch(row + at);
+    }
 #pragma GCC unroll 2
     for (int f = 0; f < kCount; ++f) {
       b[f] = M::Load(rows.in_b[f] + at);
@@ -111,18 +116,10 @@ ZMCJ_LIFTING_INLINE int FeedColumns(const FeedRows<typename W::Sample> rows, int
     }
   };
   if (columns - x < M::kLanes) return x;
-  const bool jumps = rows.next[0] != nullptr;
   V b[kCount], a[kCount], next_b[kCount], next_a[kCount];
   enter(x, b, a);
   // Two turns at once, which spares them to hand registers on.
   for (; columns - x >= 3 * M::kLanes; x += 2 * M::kLanes) {
-    if (jumps && x % kCacheLine == 0) {
-#pragma GCC unroll 4
-      for (const auto* row : rows.next) {
-        __builtin_prefetch(row + x);
-        if constexpr (M::kLanes >= kCacheLine) __builtin_prefetch(row + x + M::kLanes);
-      }
-    }
     enter(x + M::kLanes, next_b, next_a);
     leave(x, b, a);
     enter(x + 2 * M::kLanes, b, a);
