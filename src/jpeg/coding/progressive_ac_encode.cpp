@@ -165,7 +165,7 @@ ZMCJ_BIT_INSTRUCTIONS ZmcStatus First(const int16_t* block, const Band& band, co
     state->eob_run = run + 1;
     return zmcStatusOk;
   }
-  if (mask == 0 || !PackedWriter::HasRoom(to)) return EncodeFirstReference(block, band, to, ac, state);
+  if (mask == 0 || !PackedWriter::HasRoom(to)) return EncodeReference<false>(block, band, to, ac, state);
   PackedAcSink sink(to, state, ac);
   const ZmcStatus status = CodeFirst(block, band, mask, &run, sink);
   sink.Save(state);
@@ -181,7 +181,7 @@ ZMCJ_BIT_INSTRUCTIONS ZmcStatus CountFirst(const int16_t* block, const Band& ban
     state->eob_run = run + 1;
     return zmcStatusOk;
   }
-  if (mask == 0) return CountFirstReference(block, band, counts, state);
+  if (mask == 0) return CountReference<false>(block, band, counts, state);
   CountedAcSink sink(counts);
   const ZmcStatus status = CodeFirst(block, band, mask, &run, sink);
   state->eob_run = run;
@@ -249,7 +249,7 @@ ZMCJ_BIT_INSTRUCTIONS HWY_INLINE ZmcStatus CodeRefine(const int16_t* block, cons
 
 ZMCJ_BIT_INSTRUCTIONS ZmcStatus Refine(const int16_t* block, const Band& band, const Destination& to,
                                        const EncodeSpec* ac, EncodeState* state) {
-  if (!PackedWriter::HasRoom(to, kRoomPerRefinedBlock)) return EncodeRefineReference(block, band, to, ac, state);
+  if (!PackedWriter::HasRoom(to, kRoomPerRefinedBlock)) return EncodeReference<true>(block, band, to, ac, state);
   PackedAcSink sink(to, state, ac);
   const ZmcStatus status = CodeRefine(block, band, state, sink);
   sink.Save(state);
@@ -272,8 +272,8 @@ HWY_AFTER_NAMESPACE();
 namespace zmcj {
 namespace {
 
-constexpr AcEncodeKernels kReference = {EncodeFirstReference, EncodeRefineReference, CountFirstReference,
-                                        CountRefineReference};
+constexpr AcEncodeKernels kReference = {EncodeReference<false>, EncodeReference<true>, CountReference<false>,
+                                        CountReference<true>};
 constinit Family<AcEncodeKernels> ac_encode("progressive AC encode", kReference, {ZMCJ_LEVELS(kAcEncode)});
 const Enrolment enrolment(ac_encode);
 

@@ -170,30 +170,25 @@ ZmcStatus CodeRefineReference(const int16_t* block, const Band& band, EncodeStat
   return status;
 }
 
-inline ZmcStatus EncodeFirstReference(const int16_t* block, const Band& band, const Destination& to,
-                                      const EncodeSpec* ac, EncodeState* state) {
-  AcWritingSink sink(to, state, ac);
-  const ZmcStatus status = CodeFirstReference(block, band, state, sink);
-  sink.Save(state);
-  return status;
-}
-
-inline ZmcStatus EncodeRefineReference(const int16_t* block, const Band& band, const Destination& to,
-                                       const EncodeSpec* ac, EncodeState* state) {
-  AcWritingSink sink(to, state, ac);
-  const ZmcStatus status = CodeRefineReference(block, band, state, sink);
-  sink.Save(state);
-  return status;
-}
-
-inline ZmcStatus CountFirstReference(const int16_t* block, const Band& band, uint32_t* counts, EncodeState* state) {
-  AcCountingSink sink(counts);
+template <bool kRefine, class Sink>
+ZmcStatus CodeReference(const int16_t* block, const Band& band, EncodeState* state, Sink& sink) {
+  if constexpr (kRefine) return CodeRefineReference(block, band, state, sink);
   return CodeFirstReference(block, band, state, sink);
 }
 
-inline ZmcStatus CountRefineReference(const int16_t* block, const Band& band, uint32_t* counts, EncodeState* state) {
+template <bool kRefine>
+ZmcStatus EncodeReference(const int16_t* block, const Band& band, const Destination& to, const EncodeSpec* ac,
+                          EncodeState* state) {
+  AcWritingSink sink(to, state, ac);
+  const ZmcStatus status = CodeReference<kRefine>(block, band, state, sink);
+  sink.Save(state);
+  return status;
+}
+
+template <bool kRefine>
+ZmcStatus CountReference(const int16_t* block, const Band& band, uint32_t* counts, EncodeState* state) {
   AcCountingSink sink(counts);
-  return CodeRefineReference(block, band, state, sink);
+  return CodeReference<kRefine>(block, band, state, sink);
 }
 
 // Appends n correction bits, the lowest first, as bytes of 0 and 1. Up to seven bytes behind them are overwritten.
