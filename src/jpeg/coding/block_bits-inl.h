@@ -54,8 +54,13 @@ class BlockBits {
     hn::Store(hn::Zero(Bytes()), Bytes(), end_);
   }
 
+  // A code without bits behind it. False where the table has none.
+  HWY_INLINE bool PutAlone(const Code& code) {
+    Put(code.bits, code.length);
+    return code.length != 0;
+  }
   // A code and the bits behind it.
-  HWY_INLINE void Put(const Code& code, uint32_t appended = 0, uint64_t category = 0) {
+  HWY_INLINE void Put(const Code& code, uint32_t appended, uint64_t category) {
     Put(code.bits << category | appended, code.length + category);
   }
   HWY_INLINE void Put(uint64_t bits, uint64_t length) {

@@ -255,10 +255,8 @@ class ByteCoder {
     const auto k = static_cast<uint64_t>(std::countr_zero(mask_));
     const uint64_t step = k - last_;
     if (step > 16) [[unlikely]] {
-      const Code code(ac_ + 4 * kZeroRun16);
-      bits.Put(code);
       last_ += 16;
-      return code.length != 0;
+      return bits.PutAlone(Code(ac_ + 4 * kZeroRun16));
     }
     const uint64_t category = magnitudes_.category[k];
     const Code code(ac_ + 64 * step + 4 * category - 64);
@@ -276,9 +274,7 @@ class ByteCoder {
       return false;
     if (last_ == 63) [[unlikely]]
       return true;
-    const Code code(ac_ + 4 * kEndOfBlock);
-    bits.Put(code);
-    return code.length != 0;
+    return bits.PutAlone(Code(ac_ + 4 * kEndOfBlock));
   }
 
  private:
@@ -288,7 +284,7 @@ class ByteCoder {
   uint64_t last_ = 0;  // the position up to which all is coded
 };
 
-// The same for a whole block. False where the table lacks a code.
+// The AC coefficients of a block, and its end. False where the table lacks a code.
 ZMCJ_BIT_INSTRUCTIONS HWY_INLINE bool PutAc(const ZigzagBlock& zigzag, const EncodeSpec* ac, BlockBits& bits) {
   const uint64_t mask = NonZeroMask(zigzag) & ~uint64_t{1};
 #if HWY_TARGET == HWY_AVX3
@@ -300,7 +296,7 @@ ZMCJ_BIT_INSTRUCTIONS HWY_INLINE bool PutAc(const ZigzagBlock& zigzag, const Enc
         if (!sparse.PutSixteen(bits)) [[unlikely]]
           return false;
       }
-      return sparse.PutEnd(bits);
+      return mask >> 63 != 0 || bits.PutAlone(Code(reinterpret_cast<const uint8_t*>(ac) + 4 * kEndOfBlock));
     }
   }
 #endif

@@ -32,10 +32,12 @@ inline constexpr PositionTables kPositionTables;
 class SparseCoder {
  public:
   ZMCJ_BIT_INSTRUCTIONS HWY_INLINE SparseCoder(const ZigzagBlock& block, uint64_t mask, const EncodeSpec* ac)
-      : mask_(mask), left_(std::popcount(mask)), ac_(ac) {
-    const __m512i positions = _mm512_maskz_compress_epi8(mask_, _mm512_load_si512(kPositionTables.position));
+      : left_(std::popcount(mask)), ac_(ac) {
+    const __m512i positions = _mm512_maskz_compress_epi8(mask, _mm512_load_si512(kPositionTables.position));
     const __m512i before = _mm512_load_si512(kPositionTables.before);
-    values_ = _mm512_maskz_compress_epi8(mask_, block.part[0].raw);
+    const CodedBytes coded = CodeBytes(ZigzagV{_mm512_maskz_compress_epi8(mask, block.part[0].raw)});
+    categories_ = coded.category.raw;
+    appended_ = coded.appended.raw;
     // The first one's run begins behind DC, which is at 0.
     steps_ = _mm512_sub_epi8(positions, _mm512_maskz_permutexvar_epi8(~uint64_t{1}, before, positions));
   }
@@ -49,17 +51,14 @@ class SparseCoder {
 
   // The next sixteen. False where the table lacks a code.
   ZMCJ_BIT_INSTRUCTIONS HWY_INLINE bool PutSixteen(BlockBits& bits) {
-    const __m512i v = _mm512_cvtepi8_epi32(_mm512_castsi512_si128(values_));
-    const __m512i step = _mm512_cvtepu8_epi32(_mm512_castsi512_si128(steps_));
+    const auto lowest = [](__m512i bytes) HWY_ATTR { return _mm512_cvtepu8_epi32(_mm512_castsi512_si128(bytes)); };
+    const __m512i category = lowest(categories_), run = _mm512_sub_epi32(lowest(steps_), _mm512_set1_epi32(1));
     const auto here = static_cast<__mmask16>(_bzhi_u32(0xFFFF, static_cast<unsigned>(left_)));
-    const __m512i category = _mm512_sub_epi32(_mm512_set1_epi32(32), _mm512_lzcnt_epi32(_mm512_abs_epi32(v)));
-    const __m512i entry = Entries(_mm512_sub_epi32(step, _mm512_set1_epi32(1)), category, here);
+    const __m512i entry = Entries(run, category, here);
     const __m512i code_length = _mm512_and_si512(_mm512_srli_epi32(entry, 16), _mm512_set1_epi32(0xFF));
     const __m512i length = _mm512_add_epi32(code_length, category);
-    const __m512i above = _mm512_sllv_epi32(_mm512_set1_epi32(-1), category);
-    const __m512i appended = _mm512_andnot_si512(above, _mm512_add_epi32(v, _mm512_srai_epi32(v, 31)));
     const __m512i code = _mm512_sllv_epi32(_mm512_and_si512(entry, _mm512_set1_epi32(0xFFFF)), category);
-    const __m512i both = _mm512_or_si512(code, appended);
+    const __m512i both = _mm512_or_si512(code, lowest(appended_));
     // Two to a number: the first one's bits above the second's.
     const __m512i low_half = _mm512_set1_epi64(0xFFFFFFFF), second_length = _mm512_srli_epi64(length, 32);
     const __m512i first = _mm512_sllv_epi64(_mm512_and_si512(both, low_half), second_length);
@@ -72,18 +71,10 @@ class SparseCoder {
       bits.Put(numbers[i], lengths[i]);
       bits.Spill();
     }
-    values_ = _mm512_alignr_epi64(_mm512_setzero_si512(), values_, 2);
-    steps_ = _mm512_alignr_epi64(_mm512_setzero_si512(), steps_, 2);
+    const auto next = [](__m512i bytes) HWY_ATTR { return _mm512_alignr_epi64(_mm512_setzero_si512(), bytes, 2); };
+    categories_ = next(categories_), appended_ = next(appended_), steps_ = next(steps_);
     left_ -= 16;
     return _mm512_mask_testn_epi32_mask(here, code_length, code_length) == 0;
-  }
-
-  // False where the table lacks the code.
-  HWY_INLINE bool PutEnd(BlockBits& bits) const {
-    if (mask_ >> 63 != 0) return true;
-    const Code code(reinterpret_cast<const uint8_t*>(ac_) + 4 * kEndOfBlock);
-    bits.Put(code);
-    return code.length != 0;
   }
 
  private:
@@ -105,10 +96,9 @@ class SparseCoder {
     return _mm512_maskz_mov_epi32(here, _mm512_mask_mov_epi32(low, bit3, high));
   }
 
-  uint64_t mask_;
   int left_;
   const EncodeSpec* ac_;
-  __m512i values_, steps_;
+  __m512i categories_, appended_, steps_;
 };
 
 }  // namespace

@@ -66,12 +66,22 @@ HWY_INLINE ZigzagBytes ToZigzag(const VBytes p0, const VBytes p1, const VBytes p
            hn::Or(hn::Or(Positions<3, 1>(p1), Positions<3, 2>(p2)), Positions<3, 3>(p3))}};
 }
 
-HWY_INLINE uint64_t MaskEqual(VBytes part, VBytes value) {
-#if HWY_ARCH_X86
-  return static_cast<uint16_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(part.raw, value.raw)));
+// Of the lanes that are equal; up to 64 bytes.
+template <class V>
+HWY_INLINE uint64_t MaskEqual(V part, V value) {
+  const hn::DFromV<V> d;
+  const auto equal = hn::Eq(part, value);
+#if HWY_TARGET == HWY_AVX3
+  return equal.raw;
+#elif HWY_ARCH_X86
+  if constexpr (hn::MaxLanes(d) == 32) {
+    return static_cast<uint32_t>(_mm256_movemask_epi8(equal.raw));
+  } else {
+    return static_cast<uint16_t>(_mm_movemask_epi8(equal.raw));
+  }
 #else
   uint8_t bits[8];
-  hn::StoreMaskBits(Bytes(), hn::Eq(part, value), bits);
+  hn::StoreMaskBits(d, equal, bits);
   return static_cast<uint64_t>(bits[0] | bits[1] << 8);
 #endif
 }
@@ -147,27 +157,13 @@ HWY_INLINE ZigzagBlock ToZigzag(const int16_t* block) {
 }
 #endif
 
-HWY_INLINE uint64_t ZeroMask(ZigzagV part) {
-  const ZigzagLanes d;
-  const auto zero = hn::Eq(part, hn::Zero(d));
-#if HWY_TARGET == HWY_AVX3
-  return zero.raw;
-#elif HWY_TARGET == HWY_AVX2
-  return static_cast<uint32_t>(_mm256_movemask_epi8(zero.raw));
-#elif HWY_ARCH_X86
-  return static_cast<uint16_t>(_mm_movemask_epi8(zero.raw));
-#else
-  uint8_t bits[8];
-  hn::StoreMaskBits(d, zero, bits);
-  return static_cast<uint64_t>(bits[0] | bits[1] << 8);
-#endif
-}
-
 // Bit k: the AC coefficient at zigzag position k is not zero. Bit 0 means nothing.
 HWY_INLINE uint64_t NonZeroMask(const ZigzagBlock& bytes) {
   uint64_t zeros = 0;
   ZMCJ_UNROLL
-  for (size_t i = 0; i < kZigzagParts; ++i) zeros |= ZeroMask(bytes.part[i]) << i * hn::MaxLanes(ZigzagLanes());
+  for (size_t i = 0; i < kZigzagParts; ++i) {
+    zeros |= MaskEqual(bytes.part[i], hn::Zero(ZigzagLanes())) << i * hn::MaxLanes(ZigzagLanes());
+  }
   return ~zeros;
 }
 ZMCJ_BIT_INSTRUCTIONS HWY_INLINE uint64_t NonZeroMask(const int16_t* block) { return NonZeroMask(ToZigzag(block)); }
@@ -186,30 +182,38 @@ HWY_INLINE bool Unsaturated(const ZigzagBlock& bytes) {
   return hn::AllTrue(d, hn::Eq(hn::SaturatedSub(most, hn::Set(d, 126)), hn::Zero(d)));
 }
 
-// By zigzag position: the category of an unsaturated block's coefficient, and the bits that follow its code.
-struct ByteMagnitudes {
-  alignas(64) uint8_t category[64], appended[64];
-};
 alignas(16) inline constexpr uint8_t kLowCategory[16] = {0, 1, 2, 2, 3, 3, 3, 3, 4, 4, 4, 4, 4, 4, 4, 4};
 alignas(16) inline constexpr uint8_t kHighCategory[16] = {0, 5, 6, 6, 7, 7, 7, 7};
 alignas(16) inline constexpr uint8_t kCategoryBits[16] = {0, 1, 3, 7, 15, 31, 63, 127};
 
-HWY_INLINE void StoreMagnitudes(const ZigzagBlock& bytes, ByteMagnitudes* to) {
+// The categories of unsaturated coefficients, and the bits that follow their codes.
+struct CodedBytes {
+  ZigzagV category, appended;
+};
+HWY_INLINE CodedBytes CodeBytes(ZigzagV v) {
   const ZigzagLanes d;
   const hn::RebindToSigned<ZigzagLanes> di;
   const hn::Repartition<uint16_t, ZigzagLanes> d16;
-  const auto nibble = hn::Set(d, 15);
+  const ZigzagV magnitude = Magnitudes(v), nibble = hn::Set(d, 15), low = hn::And(magnitude, nibble);
+  const ZigzagV high = hn::And(hn::BitCast(d, hn::ShiftRight<4>(hn::BitCast(d16, magnitude))), nibble);
+  const ZigzagV category = hn::Max(hn::TableLookupBytes(hn::LoadDup128(d, kLowCategory), low),
+                                   hn::TableLookupBytes(hn::LoadDup128(d, kHighCategory), high));
+  const ZigzagV negative = hn::BitCast(d, hn::BroadcastSignBit(hn::BitCast(di, v)));
+  const ZigzagV bits = hn::TableLookupBytes(hn::LoadDup128(d, kCategoryBits), category);
+  return {category, hn::And(hn::Add(v, negative), bits)};
+}
+
+// The same by zigzag position.
+struct ByteMagnitudes {
+  alignas(64) uint8_t category[64], appended[64];
+};
+HWY_INLINE void StoreMagnitudes(const ZigzagBlock& bytes, ByteMagnitudes* to) {
+  const ZigzagLanes d;
   ZMCJ_UNROLL
   for (size_t i = 0; i < kZigzagParts; ++i) {
-    const ZigzagV v = bytes.part[i], magnitude = Magnitudes(v);
-    const ZigzagV low = hn::And(magnitude, nibble);
-    const ZigzagV high = hn::And(hn::BitCast(d, hn::ShiftRight<4>(hn::BitCast(d16, magnitude))), nibble);
-    const ZigzagV category = hn::Max(hn::TableLookupBytes(hn::LoadDup128(d, kLowCategory), low),
-                                     hn::TableLookupBytes(hn::LoadDup128(d, kHighCategory), high));
-    const ZigzagV negative = hn::BitCast(d, hn::BroadcastSignBit(hn::BitCast(di, v)));
-    const ZigzagV bits = hn::TableLookupBytes(hn::LoadDup128(d, kCategoryBits), category);
-    hn::Store(category, d, to->category + i * hn::MaxLanes(d));
-    hn::Store(hn::And(hn::Add(v, negative), bits), d, to->appended + i * hn::MaxLanes(d));
+    const CodedBytes coded = CodeBytes(bytes.part[i]);
+    hn::Store(coded.category, d, to->category + i * hn::MaxLanes(d));
+    hn::Store(coded.appended, d, to->appended + i * hn::MaxLanes(d));
   }
 }
 
