@@ -60,7 +60,14 @@ struct LanesBase {
   static constexpr bool kManyRegisters = HWY_TARGET == HWY_AVX3;
 
   static HWY_INLINE V Set(T value) { return hn::Set(D(), value); }
-  static HWY_INLINE V Load(const T* p) { return hn::LoadU(D(), p); }
+  // Once: left to itself, g++ 12 loads anew for each instruction that can take its operand from memory.
+  static HWY_INLINE V Load(const T* p) {
+    V v = hn::LoadU(D(), p);
+#if HWY_ARCH_X86
+    asm("" : "+v"(v.raw));
+#endif
+    return v;
+  }
   static HWY_INLINE void Store(V v, T* p) { hn::StoreU(v, D(), p); }
   static HWY_INLINE void LoadPairs(const T* p, V& first, V& second) {
 #if HWY_TARGET == HWY_AVX3
