@@ -86,67 +86,79 @@ ZMCJ_LIFTING_INLINE void ClimbColumn(V (&b)[kCount], V (&a)[kCount], Register* r
   for (int i = kFirst; i < kEnd; ++i) M::Store(ladder.rung[i], rungs + i * strip);
 }
 
-// Several feeds of the columns from x on, in whole registers. Gives the first column that is left.
+// Several feeds, in whole registers: at least one. The second register starts at the first aligned column and the last
+// one ends with the strip, so both may overlap the one before. That does no harm: each enters before that one leaves,
+// and has rungs of its own.
 template <class W, bool kInverse, class M, int kCount>
-ZMCJ_LIFTING_INLINE int FeedColumns(const FeedRows<typename W::Sample> rows, int x, int columns,
-                                    typename W::Register* rungs) {
+ZMCJ_LIFTING_INLINE void FeedColumns(const FeedRows<typename W::Sample> rows, int columns, const StripState state) {
   using V = typename M::V;
   using Stairs = Ladder<W, kInverse, M, false, 2>;
-  constexpr int kStrip = kStripColumns<typename W::Sample>;
-  constexpr int kCacheLine = 64 / static_cast<int>(sizeof(typename W::Sample));
+  using Register = typename W::Register;
+  constexpr int kLanes = M::kLanes, kRungs = kStripRungs<typename W::Sample>;
+  constexpr int kLineLanes = 64 / static_cast<int>(sizeof(typename W::Sample));
+  Register* const rungs = static_cast<Register*>(state.rungs);
   const bool jumps = rows.next[0] != nullptr;
-  const auto enter = [&](int at, V(&b)[kCount], V(&a)[kCount]) ZMCJ_LIFTING_LAMBDA {
-    if (jumps && at % kCacheLine == 0) {
+  const auto enter = [&](int x, int rung, V(&b)[kCount], V(&a)[kCount]) ZMCJ_LIFTING_LAMBDA {
+    if (jumps && rung % kLineLanes == 0) {
 #pragma GCC unroll 4
-      for (const auto* row : rows.next) __builtin_prefetch(row + at);
+      for (const auto* row : rows.next) __builtin_prefetch(row + x);
     }
 #pragma GCC unroll 2
     for (int f = 0; f < kCount; ++f) {
-      b[f] = M::Load(rows.in_b[f] + at);
-      a[f] = M::Load(rows.in_a[f] + at);
+      b[f] = M::Load(rows.in_b[f] + x);
+      a[f] = M::Load(rows.in_a[f] + x);
     }
-    ClimbColumn<Stairs, 0, M>(b, a, rungs + at, kStrip);
+    ClimbColumn<Stairs, 0, M>(b, a, rungs + rung, kRungs);
   };
-  const auto leave = [&](int at, V(&b)[kCount], V(&a)[kCount]) ZMCJ_LIFTING_LAMBDA {
-    ClimbColumn<Stairs, 1, M>(b, a, rungs + at, kStrip);
+  const auto leave = [&](int x, int rung, V(&b)[kCount], V(&a)[kCount]) ZMCJ_LIFTING_LAMBDA {
+    ClimbColumn<Stairs, 1, M>(b, a, rungs + rung, kRungs);
 #pragma GCC unroll 2
     for (int f = 0; f < kCount; ++f) {
-      M::Store(a[f], rows.out_a[f] + at);
-      M::Store(b[f], rows.out_b[f] + at);
+      M::Store(a[f], rows.out_a[f] + x);
+      M::Store(b[f], rows.out_b[f] + x);
     }
   };
-  if (columns - x < M::kLanes) return x;
   V b[kCount], a[kCount], next_b[kCount], next_a[kCount];
-  enter(x, b, a);
+  const int last = columns - kLanes;
+  // Where arithmetic is the limit, one more register would cost more than straddled lines do.
+  const int before_aligned = W::kReversible && last >= kLanes ? state.aligned % kLanes : 0;
+  const int second = before_aligned == 0 ? kLanes : before_aligned;
+  enter(0, 0, b, a);
+  if (last == 0) return leave(0, 0, b, a);
+  int x = std::min(second, last), rung = kLanes;
+  enter(x, rung, next_b, next_a);
+  leave(0, 0, b, a);
+#pragma GCC unroll 2
+  for (int f = 0; f < kCount; ++f) b[f] = next_b[f], a[f] = next_a[f];
   // Two turns at once, which spares them to hand registers on.
-  for (; columns - x >= 3 * M::kLanes; x += 2 * M::kLanes) {
-    enter(x + M::kLanes, next_b, next_a);
-    leave(x, b, a);
-    enter(x + 2 * M::kLanes, b, a);
-    leave(x + M::kLanes, next_b, next_a);
+  for (; last - x >= 2 * kLanes; x += 2 * kLanes, rung += 2 * kLanes) {
+    enter(x + kLanes, rung + kLanes, next_b, next_a);
+    leave(x, rung, b, a);
+    enter(x + 2 * kLanes, rung + 2 * kLanes, b, a);
+    leave(x + kLanes, rung + kLanes, next_b, next_a);
   }
-  for (; columns - x >= 2 * M::kLanes; x += M::kLanes) {
-    enter(x + M::kLanes, next_b, next_a);
-    leave(x, b, a);
+  while (x < last) {
+    const int next = std::min(x + kLanes, last);
+    enter(next, rung + kLanes, next_b, next_a);
+    leave(x, rung, b, a);
 #pragma GCC unroll 2
     for (int f = 0; f < kCount; ++f) b[f] = next_b[f], a[f] = next_a[f];
+    x = next, rung += kLanes;
   }
-  leave(x, b, a);
-  return x + M::kLanes;
+  leave(x, rung, b, a);
 }
 
 template <class W, bool kInverse, template <class> class Machine, int kCount>
-ZMCJ_LIFTING_INLINE void FeedStrip(const FeedRows<typename W::Sample>& rows, int columns, typename W::Register* rungs) {
+ZMCJ_LIFTING_INLINE void FeedStrip(const FeedRows<typename W::Sample>& rows, int columns, const StripState& state) {
   using Register = typename W::Register;
-  const int x = FeedColumns<W, kInverse, Machine<Register>, kCount>(rows, 0, columns, rungs);
-  FeedColumns<W, kInverse, Single<Register>, kCount>(rows, x, columns, rungs);
+  using M = Machine<Register>;
+  if (columns >= M::kLanes) return FeedColumns<W, kInverse, M, kCount>(rows, columns, state);
+  FeedColumns<W, kInverse, Single<Register>, kCount>(rows, columns, state);
 }
 
 template <class W, bool kInverse, template <class> class Machine>
 void Columns(const FeedRows<typename W::Sample>& rows, int feeds, int columns, StripState* state) {
-  using Register = typename W::Register;
-  using M = Machine<Register>;
-  Register* const rungs = static_cast<Register*>(state->rungs);
+  using M = Machine<typename W::Register>;
   if constexpr (kHasCalmForm<W, M>) {
     bool calm = true;
     for (int f = 0; f < feeds; ++f)
@@ -154,10 +166,10 @@ void Columns(const FeedRows<typename W::Sample>& rows, int feeds, int columns, S
     state->calm_feeds = calm ? state->calm_feeds + feeds : 0;
     // What the ladder holds goes back to the samples of the last four feeds.
     if (feeds == kFeeds && state->calm_feeds >= kFeeds + 4)
-      return FeedStrip<Calm97_16s, kInverse, Machine, kFeeds>(rows, columns, rungs);
+      return FeedStrip<Calm97_16s, kInverse, Machine, kFeeds>(rows, columns, *state);
   }
-  if (feeds == kFeeds) return FeedStrip<W, kInverse, Machine, kFeeds>(rows, columns, rungs);
-  FeedStrip<W, kInverse, Machine, 1>(rows, columns, rungs);
+  if (feeds == kFeeds) return FeedStrip<W, kInverse, Machine, kFeeds>(rows, columns, *state);
+  FeedStrip<W, kInverse, Machine, 1>(rows, columns, *state);
 }
 
 // A row's samples from some position on, in pairs: samples i of the type that stands there and of the other.

@@ -72,6 +72,9 @@ inline constexpr int kFeeds = 2;
 inline constexpr int kStripBytes = 2048;
 template <class T>
 inline constexpr int kStripColumns = kStripBytes / static_cast<int>(sizeof(T));
+// Overlapping registers take the lanes of one more cache line.
+template <class T>
+inline constexpr int kStripRungs = kStripColumns<T> + 64 / static_cast<int>(sizeof(T));
 template <class T>
 struct FeedRows {
   const T* in_a[kFeeds];
@@ -81,9 +84,10 @@ struct FeedRows {
   const T* next[2 * kFeeds];  // null: ask for none
 };
 
-// The ladders of one strip: kStripColumns lanes for every step. All zero in the beginning.
+// The ladders of one strip: kStripRungs lanes for every step. All zero in the beginning.
 struct StripState {
   void* rungs;
+  int aligned;         // the first column that starts a cache line of the rows
   int64_t calm_feeds;  // how many feeds in a row, up to the last one, had only small samples
 };
 

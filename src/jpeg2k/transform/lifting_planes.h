@@ -38,8 +38,8 @@ struct RowBands {
 template <class W, class Kernel, class T>
 void LiftColumns(Kernel kernel, const RowBands<const T>& src, const RowBands<T>& dst, const Line& line, int columns,
                  const T* row_before = nullptr) {
-  constexpr int kSteps = W::kSteps, kSaved = kSteps + 1, kStrip = kStripColumns<T>;
-  alignas(64) typename W::Register rungs[kSteps * kStrip];
+  constexpr int kSteps = W::kSteps, kSaved = kSteps + 1, kStrip = kStripColumns<T>, kRungs = kStripRungs<T>;
+  alignas(64) typename W::Register rungs[kSteps * kRungs];
   alignas(64) T saved[kSaved][kStrip];
   alignas(64) T discarded[kStrip];
   const bool jumps = src.a_step > 2 * kStripBytes;
@@ -47,12 +47,14 @@ void LiftColumns(Kernel kernel, const RowBands<const T>& src, const RowBands<T>&
 
   for (int x = 0; x < columns; x += std::min(kStrip, columns - x)) {
     const int width = std::min(kStrip, columns - x);
+    // Where registers stop straddling cache lines.
+    const int aligned = static_cast<int>(-reinterpret_cast<uintptr_t>(dst.At(0) + x) % 64 / sizeof(T));
     if (line.mirrored) {
       for (int64_t i = first_saved; i < line.length; ++i)
         std::memcpy(saved[i - first_saved], src.At(i) + x, sizeof(T) * static_cast<size_t>(width));
     }
-    for (int i = 0; i < kSteps; ++i) std::fill_n(rungs + i * kStrip, width, typename W::Register{0});
-    StripState state = {rungs, 0};
+    for (int i = 0; i < kSteps; ++i) std::fill_n(rungs + i * kRungs, width + kRungs - kStrip, typename W::Register{0});
+    StripState state = {rungs, aligned, 0};
     const auto in = [&](int64_t position) -> const T* {
       if (line.mirrored && position >= line.length) return saved[line.Fold(position) - first_saved];
       if (row_before != nullptr && position == -1) return row_before + x;
