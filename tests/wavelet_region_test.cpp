@@ -92,7 +92,7 @@ void CheckInPlace(int width, int height, int variant, Random& random, WorkBuffer
   const ZmciRect rect = {(variant & 4 ? -8 : 6) + odd_x, (variant & 4 ? 2 : -12) + odd_y, width, height};
   const size_t row_bytes = sizeof(T) * static_cast<size_t>(width);
   const int step = static_cast<int>(row_bytes) + random.In(0, 9);
-  const auto offset = static_cast<size_t>(random.In(0, 7));
+  const auto offset = static_cast<size_t>(random.In(0, 63));
   Image<T> original{width, height, std::vector<T>(static_cast<size_t>(width) * static_cast<size_t>(height))};
   random.FillInRuns(original.samples.data(), original.samples.size(), -int64_t{Limit<K>(variant)} - 1,
                     Limit<K>(variant));
@@ -137,6 +137,18 @@ TYPED_TEST(WaveletRegion, IsTheDefinitionAtEveryLevelAndSize) {
         CheckInPlace<TypeParam>(width, height, parity + 4 * random.In(0, 2), random, work);
         if (this->HasFatalFailure()) return;
       }
+    }
+  }
+}
+
+// Several registers to a row, of which some overlap.
+TYPED_TEST(WaveletRegion, IsTheDefinitionAtEveryWidthOfSomeRegisters) {
+  Random random(2);
+  WorkBuffer work;
+  for (int width = 41; width <= 200; ++width) {
+    for (int i = 0; i < 8; ++i) {
+      CheckInPlace<TypeParam>(width, random.In(2, 12), random.In(0, 15), random, work);
+      if (this->HasFatalFailure()) return;
     }
   }
 }
