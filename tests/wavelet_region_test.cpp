@@ -158,7 +158,7 @@ TYPED_TEST(WaveletRegion, IsTheDefinitionBeyondOneStrip) {
   Random random(1);
   WorkBuffer work;
   for (const ZmciSize size :
-       {ZmciSize{512, 9}, {513, 2}, {1031, 5}, {1600, 21}, {40, 90}, {3, 700}, {1, 129}, {130, 1}}) {
+       {ZmciSize{512, 9}, {513, 2}, {1031, 5}, {1600, 21}, {40, 90}, {3, 700}, {3, 8203}, {1, 129}, {130, 1}}) {
     for (int variant = 0; variant < 16; ++variant) {
       CheckInPlace<TypeParam>(size.width, size.height, variant, random, work);
       if (this->HasFatalFailure()) return;

@@ -5,6 +5,8 @@
 // only one row at a time, in the caller's buffer.
 #pragma once
 
+#include <bit>
+
 #include "jpeg2k/transform/lifting_planes.h"
 #include "jpeg2k/transform/lifting_single.h"
 
@@ -93,57 +95,97 @@ class RegionTransform {
     StoreSample(second, pair.high);
   }
 
-  void TransformRow(const T* src, T* dst, const T* next) const {
+  // Rows too short to lift.
+  void TransformShortRow(const T* src, T* dst) const {
     if (width_ == 1) {
       const T v = LoadSample<T>(src);
       StoreSample(dst, odd_x_ ? DoubledOrHalved(v, kInverse) : v);
       return;
     }
     const int even = odd_x_ ? 1 : 0;
-    if (W::kReversible && width_ == 2) {
-      if constexpr (kInverse) {
-        StorePair(PairOf(src, src + 1), dst + even, dst + 1 - even);
-      } else {
-        StorePair(PairOf(src + even, src + 1 - even), dst, dst + 1);
-      }
-      return;
-    }
-    const Line line = MirroredLine(width_, odd_x_);
-    const auto& kernels = wavelet_family->Of(W());
     if constexpr (kInverse) {
-      kernels.inverse_row({src + LowCount(width_, odd_x_), src, line}, {dst}, line, next);
+      StorePair(PairOf(src, src + 1), dst + even, dst + 1 - even);
     } else {
-      kernels.forward_row({src}, {dst, dst + LowCount(width_, odd_x_), line}, line, next);
+      StorePair(PairOf(src + even, src + 1 - even), dst, dst + 1);
     }
   }
 
-  // The row whose transform ends up as row y: going forward the rows of the image part into low and high ones.
+  void Rows() {
+    if (width_ == 1 || (W::kReversible && width_ == 2))
+      return MoveRows([this](const T* src, T* dst, const T*) { TransformShortRow(src, dst); });
+    const Line line = MirroredLine(width_, odd_x_);
+    const int low = LowCount(width_, odd_x_);
+    const auto& kernels = wavelet_family->Of(W());
+    MoveRows([&](const T* src, T* dst, const T* next) {
+      if constexpr (kInverse) {
+        kernels.inverse_row({src + low, src, line}, {dst}, line, next);
+      } else {
+        kernels.forward_row({src}, {dst, dst + low, line}, line, next);
+      }
+    });
+  }
+
+  // The row whose transform ends up as row y: going forward the rows of the image part into low and high ones. Without
+  // branches, which nothing could foresee.
   int SourceOf(int y) const {
     const int low = LowCount(height_, odd_y_), first_low = odd_y_ ? 1 : 0;
-    if (!kInverse) return y < low ? 2 * y + first_low : 2 * (y - low) + 1 - first_low;
-    return y % 2 == first_low ? y / 2 : low + y / 2;
+    if constexpr (kInverse) return y / 2 + ((y ^ first_low) & 1) * low;
+    // For a high row y >= low this is 2 (y - low) + 1 - first_low; for a low one the second number wraps.
+    const auto twice = 2 * static_cast<uint32_t>(y) + static_cast<uint32_t>(first_low);
+    return static_cast<int>(std::min(twice, twice - static_cast<uint32_t>(2 * (low + first_low) - 1)));
   }
 
-  // Each cycle of rows is found once, from its least row: walking on from any other one meets a lesser row first, after
-  // 20 to 26 steps on average at worst (measured for every height up to 20000 and some up to 2^24).
+  // Whether y is the least row of its cycle: walking on from any other one meets a lesser row first, after 20 to 26
+  // steps on average at worst (measured for every height up to 20000 and some up to 2^24).
   bool LeadsCycle(int y) const {
     int next = SourceOf(y);
     while (next > y) next = SourceOf(next);
     return next == y;
   }
 
-  void Rows() {
-    for (int leader = 0; leader < height_; ++leader) {
-      if (!LeadsCycle(leader)) continue;
+  // Which of the first rows have been moved to their places.
+  class Moved {
+   public:
+    static constexpr int kRows = 4096;
+
+    void Note(int y) {
+      if (y < kRows) rows_[y / 64] |= uint64_t{1} << (y % 64);
+    }
+    // The first row from y on that has not been; kRows or y if there is none.
+    int FirstLeft(int y) const {
+      for (; y < kRows; y = (y / 64 + 1) * 64) {
+        if (const uint64_t left = ~rows_[y / 64] >> (y % 64)) return y + std::countr_zero(left);
+      }
+      return y;
+    }
+
+   private:
+    uint64_t rows_[kRows / 64] = {};
+  };
+
+  // The first row from y on that leads a cycle.
+  int NextLeader(int y, const Moved& moved) const {
+    y = moved.FirstLeft(y);
+    while (y >= Moved::kRows && y < height_ && !LeadsCycle(y)) ++y;
+    return y;
+  }
+
+  // Calls transform(source, destination, the source after that) for every row. Each cycle of rows is found once, from
+  // its least row.
+  template <class Transform>
+  void MoveRows(const Transform& transform) {
+    Moved moved;
+    for (int leader = 0; (leader = NextLeader(leader, moved)) < height_; ++leader) {
       std::memcpy(set_aside_, RowOf(leader), sizeof(T) * static_cast<size_t>(width_));
       int y = leader;
       for (int source = SourceOf(y); source != leader;) {
         const int next = SourceOf(source);
-        TransformRow(RowOf(source), RowOf(y), RowOf(next));
+        transform(RowOf(source), RowOf(y), RowOf(next));
+        moved.Note(source);
         y = source;
         source = next;
       }
-      TransformRow(set_aside_, RowOf(y), RowOf(std::min(leader + 1, height_ - 1)));
+      transform(set_aside_, RowOf(y), RowOf(std::min(leader + 1, height_ - 1)));
     }
   }
 
