@@ -2,7 +2,8 @@
 // the two ways to drive it, down columns and along a row.
 //
 // No include guard: compiled once per instruction-set level, and once for the scalar reference, in the namespace
-// ZMCJ_LIFTING_NAMESPACE. `Machine<T>` supplies the registers of lanes T.
+// ZMCJ_LIFTING_NAMESPACE. `Machine<T>` supplies the registers of lanes T. What is too short for them goes to the kernels
+// `kNarrower`.
 
 #undef ZMCJ_LIFTING_INLINE
 #define ZMCJ_LIFTING_INLINE inline __attribute__((always_inline))
@@ -148,17 +149,14 @@ ZMCJ_LIFTING_INLINE void FeedColumns(const FeedRows<typename W::Sample> rows, in
   leave(x, rung, b, a);
 }
 
-template <class W, bool kInverse, template <class> class Machine, int kCount>
-ZMCJ_LIFTING_INLINE void FeedStrip(const FeedRows<typename W::Sample>& rows, int columns, const StripState& state) {
-  using Register = typename W::Register;
-  using M = Machine<Register>;
-  if (columns >= M::kLanes) return FeedColumns<W, kInverse, M, kCount>(rows, columns, state);
-  FeedColumns<W, kInverse, Single<Register>, kCount>(rows, columns, state);
-}
-
 template <class W, bool kInverse, template <class> class Machine>
 void Columns(const FeedRows<typename W::Sample>& rows, int feeds, int columns, StripState* state) {
   using M = Machine<typename W::Register>;
+  if constexpr (M::kLanes > 1) {
+    constexpr auto& narrower = kNarrower.Of(W());
+    if (columns < M::kLanes)
+      return (kInverse ? narrower.inverse_columns : narrower.forward_columns)(rows, feeds, columns, state);
+  }
   if constexpr (kHasCalmForm<W, M>) {
     bool calm = true;
     for (int f = 0; f < feeds; ++f)
@@ -166,10 +164,10 @@ void Columns(const FeedRows<typename W::Sample>& rows, int feeds, int columns, S
     state->calm_feeds = calm ? state->calm_feeds + feeds : 0;
     // What the ladder holds goes back to the samples of the last four feeds.
     if (feeds == kFeeds && state->calm_feeds >= kFeeds + 4)
-      return FeedStrip<Calm97_16s, kInverse, Machine, kFeeds>(rows, columns, *state);
+      return FeedColumns<Calm97_16s, kInverse, M, kFeeds>(rows, columns, *state);
   }
-  if (feeds == kFeeds) return FeedStrip<W, kInverse, Machine, kFeeds>(rows, columns, *state);
-  FeedStrip<W, kInverse, Machine, 1>(rows, columns, *state);
+  if (feeds == kFeeds) return FeedColumns<W, kInverse, M, kFeeds>(rows, columns, *state);
+  FeedColumns<W, kInverse, M, 1>(rows, columns, *state);
 }
 
 // A row's samples from some position on, in pairs: samples i of the type that stands there and of the other.
@@ -393,15 +391,6 @@ void LiftLongRow(const Source& src, const Target& dst, const Line& line, const t
   store(last, x.b[0], x.a[0]);
 }
 
-template <class W, bool kInverse, template <class> class Machine, class Source, class Target>
-void LiftRow(const Source& src, const Target& dst, const Line& line, const typename W::Sample* next) {
-  using M = Machine<typename W::Register>;
-  if constexpr (M::kLanes > 1) {
-    if (line.length >= 2 * M::kLanes) return LiftLongRow<W, kInverse, Machine>(src, dst, line, next);
-  }
-  FeedSingly<W, kInverse>(src, dst, line, line.LastFeed(W::kSteps) + 1);
-}
-
 template <class M, class S>
 bool IsCalm(const Interleaved<S>& row, const Line& line) {
   return M::AllWithin(row.line, line.length, kCalm);
@@ -415,10 +404,22 @@ bool IsCalm(const Bands<S>& row, const Line& line) {
 template <class W, bool kInverse, template <class> class Machine, class Source, class Target>
 void Row(const Source& src, const Target& dst, const Line& line, const typename W::Sample* next) {
   using M = Machine<typename W::Register>;
-  if constexpr (kHasCalmForm<W, M>) {
-    if (line.mirrored && IsCalm<M>(src, line)) return LiftRow<Calm97_16s, kInverse, Machine>(src, dst, line, next);
+  if constexpr (M::kLanes == 1) {
+    FeedSingly<W, kInverse>(src, dst, line, line.LastFeed(W::kSteps) + 1);
+  } else if (line.length < 2 * M::kLanes) {
+    constexpr auto& narrower = kNarrower.Of(W());
+    if constexpr (kInverse) {
+      narrower.inverse_row(src, dst, line, next);
+    } else {
+      narrower.forward_row(src, dst, line, next);
+    }
+  } else {
+    if constexpr (kHasCalmForm<W, M>) {
+      if (line.mirrored && IsCalm<M>(src, line))
+        return LiftLongRow<Calm97_16s, kInverse, Machine>(src, dst, line, next);
+    }
+    LiftLongRow<W, kInverse, Machine>(src, dst, line, next);
   }
-  LiftRow<W, kInverse, Machine>(src, dst, line, next);
 }
 
 template <class W, template <class> class Machine>

@@ -12,6 +12,17 @@
 #if ZMCJ_VECTOR_LEVEL
 HWY_BEFORE_NAMESPACE();
 #include "jpeg2k/transform/lifting_lanes-inl.h"
+namespace zmcj::HWY_NAMESPACE {
+namespace {
+#if HWY_TARGET == HWY_AVX3 && (HWY_TARGETS & HWY_AVX2)
+constexpr const WaveletKernels& kNarrower = N_AVX2::kWavelet;
+#elif HWY_TARGET == HWY_AVX2 && (HWY_TARGETS & HWY_SSE4)
+constexpr const WaveletKernels& kNarrower = N_SSE4::kWavelet;
+#else
+constexpr const WaveletKernels& kNarrower = kWaveletReference;
+#endif
+}  // namespace
+}  // namespace zmcj::HWY_NAMESPACE
 #undef ZMCJ_LIFTING_NAMESPACE
 #define ZMCJ_LIFTING_NAMESPACE HWY_NAMESPACE
 #include "jpeg2k/transform/lifting-inl.h"

@@ -123,11 +123,11 @@ struct WaveletKernels {
   LiftingKernels<int32_t> d97_32s;
   LiftingKernels<float> d97_32f;
 
-  const LiftingKernels<int16_t>& Of(B53_16s) const { return b53_16s; }
-  const LiftingKernels<int32_t>& Of(B53_32s) const { return b53_32s; }
-  const LiftingKernels<int16_t>& Of(D97_16s) const { return d97_16s; }
-  const LiftingKernels<int32_t>& Of(D97_32s) const { return d97_32s; }
-  const LiftingKernels<float>& Of(D97_32f) const { return d97_32f; }
+  constexpr const LiftingKernels<int16_t>& Of(B53_16s) const { return b53_16s; }
+  constexpr const LiftingKernels<int32_t>& Of(B53_32s) const { return b53_32s; }
+  constexpr const LiftingKernels<int16_t>& Of(D97_16s) const { return d97_16s; }
+  constexpr const LiftingKernels<int32_t>& Of(D97_32s) const { return d97_32s; }
+  constexpr const LiftingKernels<float>& Of(D97_32f) const { return d97_32f; }
 };
 
 extern const WaveletKernels kWaveletReference;

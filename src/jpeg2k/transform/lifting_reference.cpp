@@ -3,6 +3,12 @@
 #include "jpeg2k/transform/lifting.h"
 #include "jpeg2k/transform/lifting_single.h"
 
+namespace zmcj::reference {
+namespace {
+constexpr const WaveletKernels& kNarrower = kWaveletReference;
+}  // namespace
+}  // namespace zmcj::reference
+
 #define ZMCJ_LIFTING_NAMESPACE reference
 #include "jpeg2k/transform/lifting-inl.h"
 
