@@ -296,18 +296,19 @@ struct Lanes<float> : LanesBase<float> {
   // As TruncateToInt. x86's conversion gives INT32_MIN wherever the value does not fit; above 2^31 that is inverted.
   // No sum of scaled integers is NaN, so the values compare as their bits do: 0x4F000000 is 2^31.
   static HWY_INLINE Ints::V Truncate(V v) {
-    const auto is_above = hn::Gt(hn::BitCast(Ints::D(), v), Ints::Set(0x4F000000));
+    const auto bits = hn::BitCast(Ints::D(), v), limit = Ints::Set(0x4F000000);
 #if HWY_TARGET == HWY_AVX3
-    return hn::IfThenElse(is_above, Ints::Set(INT32_MAX), Ints::V{_mm512_cvttps_epi32(v.raw)});
+    const __mmask16 fits = _mm512_cmple_epi32_mask(bits.raw, limit.raw);
+    return Ints::V{_mm512_mask_cvttps_epi32(Ints::Set(INT32_MAX).raw, fits, v.raw)};
 #elif HWY_TARGET == HWY_AVX2
-    return hn::Xor(Ints::V{_mm256_cvttps_epi32(v.raw)}, hn::VecFromMask(Ints::D(), is_above));
+    return hn::Xor(Ints::V{_mm256_cvttps_epi32(v.raw)}, hn::VecFromMask(Ints::D(), hn::Gt(bits, limit)));
 #elif HWY_TARGET == HWY_SSE4
-    return hn::Xor(Ints::V{_mm_cvttps_epi32(v.raw)}, hn::VecFromMask(Ints::D(), is_above));
+    return hn::Xor(Ints::V{_mm_cvttps_epi32(v.raw)}, hn::VecFromMask(Ints::D(), hn::Gt(bits, limit)));
 #else
     // Arm's conversion saturates and makes NaN zero.
     const auto fits = hn::RebindMask(Ints::D(), hn::Lt(v, Set(2147483648.0f)));
     return hn::IfThenElse(fits, hn::ConvertTo(Ints::D(), v),
-                          hn::IfThenElse(is_above, Ints::Set(INT32_MAX), Ints::Set(INT32_MIN)));
+                          hn::IfThenElse(hn::Gt(bits, limit), Ints::Set(INT32_MAX), Ints::Set(INT32_MIN)));
 #endif
   }
 };
