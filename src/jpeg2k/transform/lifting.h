@@ -35,9 +35,10 @@ struct Line {
     return length - 3 + steps + (last_is_a ? 1 : 0);
   }
 
+  bool Has(int64_t position) const { return position >= 0 && position < length; }
   int64_t Fold(int64_t position) const {
     if (!mirrored) return position;
-    while (position < 0 || position >= length) position = position < 0 ? -position : 2 * (length - 1) - position;
+    while (!Has(position)) position = position < 0 ? -position : 2 * (length - 1) - position;
     return position;
   }
 };

@@ -23,12 +23,14 @@ struct RowBands {
             line.a_offset()};
   }
 
-  T* At(int64_t position) const {
-    const bool is_a = (position & 1) == a_offset;
-    const int64_t k = (position - (is_a ? a_offset : 1 - a_offset)) / 2;
+  T* A(int64_t position) const { return Row(a, position - a_offset, a_step); }
+  T* B(int64_t position) const { return Row(b, position - 1 + a_offset, b_step); }
+  T* At(int64_t position) const { return (position & 1) == a_offset ? A(position) : B(position); }
+
+ private:
+  static T* Row(T* first, int64_t distance, int64_t step) {
     using Byte = std::conditional_t<std::is_const_v<T>, const unsigned char, unsigned char>;
-    return reinterpret_cast<T*>(reinterpret_cast<Byte*>(is_a ? a : b) +
-                                static_cast<ptrdiff_t>(k * (is_a ? a_step : b_step)));
+    return reinterpret_cast<T*>(reinterpret_cast<Byte*>(first) + static_cast<ptrdiff_t>((distance >> 1) * step));
   }
 };
 
@@ -55,27 +57,28 @@ void LiftColumns(Kernel kernel, const RowBands<const T>& src, const RowBands<T>&
     }
     for (int i = 0; i < kSteps; ++i) std::fill_n(rungs + i * kRungs, width + kRungs - kStrip, typename W::Register{0});
     StripState state = {rungs, aligned, 0};
-    const auto in = [&](int64_t position) -> const T* {
-      if (line.mirrored && position >= line.length) return saved[line.Fold(position) - first_saved];
-      if (row_before != nullptr && position == -1) return row_before + x;
-      return src.At(line.Fold(position)) + x;
+    const auto in = [&](const T* row, int64_t position) -> const T* {
+      return position < line.length || !line.mirrored ? row + x : saved[line.Fold(position) - first_saved];
     };
-    const auto out = [&](int64_t position) {
-      return position >= 0 && position < line.length ? dst.At(position) + x : discarded;
+    const auto in_a = [&](int64_t position) { return in(src.A(line.Fold(position)), position); };
+    const auto in_b = [&](int64_t position) {
+      return in(row_before != nullptr && position == -1 ? row_before : src.B(line.Fold(position)), position);
     };
+    const auto out_a = [&](int64_t position) { return line.Has(position) ? dst.A(position) + x : discarded; };
+    const auto out_b = [&](int64_t position) { return line.Has(position) ? dst.B(position) + x : discarded; };
     // The feed before the first one only brings in its A.
     const int64_t first = line.FirstFeed(kSteps) - 2, last = line.LastFeed(kSteps);
+    FeedRows<T> rows = {};
     for (int64_t c = first; c <= last;) {
-      FeedRows<T> rows;
       int feeds = 0;
       for (; feeds < kFeeds && c <= last; ++feeds, c += 2) {
-        rows.in_a[feeds] = in(c + 1);
-        rows.in_b[feeds] = c == first ? rows.in_a[feeds] : in(c);
-        rows.out_a[feeds] = out(c + 1 - kSteps);
-        rows.out_b[feeds] = out(c + 2 - kSteps);
+        rows.in_a[feeds] = in_a(c + 1);
+        rows.in_b[feeds] = c == first ? rows.in_a[feeds] : in_b(c);
+        rows.out_a[feeds] = out_a(c + 1 - kSteps);
+        rows.out_b[feeds] = out_b(c + 2 - kSteps);
       }
-      for (int64_t i = 0; i < 2 * kFeeds; ++i)
-        rows.next[i] = jumps ? src.At(std::clamp<int64_t>(c + i, 0, line.length - 1)) + x : nullptr;
+      for (int64_t i = 0; i < 2 * kFeeds && jumps; ++i)
+        rows.next[i] = src.At(std::clamp<int64_t>(c + i, 0, line.length - 1)) + x;
       kernel(rows, feeds, width, &state);
     }
   }
