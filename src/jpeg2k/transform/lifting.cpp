@@ -4,7 +4,6 @@
 #include "jpeg2k/transform/lifting_single.h"
 
 #define ZMCJ_WANT_AVX512
-#define ZMCJ_WANT_AVX512
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "jpeg2k/transform/lifting.cpp"
 #include "core/foreach_level.h"
