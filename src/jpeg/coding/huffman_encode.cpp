@@ -241,6 +241,51 @@ ZMCJ_BIT_INSTRUCTIONS HWY_NOINLINE ZmcStatus EncodeRare(const int16_t* block, ui
   return coded ? zmcStatusOk : zmcStatusBadHuffmanTable;
 }
 
+#if HWY_TARGET == HWY_AVX3
+// False where the table lacks a code, or the block is not for this.
+template <bool kShort>
+ZMCJ_BIT_INSTRUCTIONS HWY_INLINE bool PutBlock(SparseCoder& coder, int32_t difference, const EncodeSpec* dc,
+                                               const EncodeSpec* ac, SparseWriter& writer) {
+  const Magnitude& m = kMagnitudes.middle()[difference];
+  const Code code(reinterpret_cast<const uint8_t*>(dc) + 4 * size_t{m.category});
+  if (code.length - 1 >= kMaxCodeLength) [[unlikely]]
+    return false;
+  writer.PutDc(uint64_t{code.bits} << m.category | m.appended, code.length + m.category);
+  for (uint64_t lanes = ~uint64_t{1};; lanes = ~uint64_t{0}) {
+    const SixteenCodes codes = coder.Next(lanes, ac);
+    if (!codes.good || !writer.Put(codes)) [[unlikely]]
+      return false;
+    if (kShort || coder.left() <= 16) return true;
+    coder.Skip();
+  }
+}
+
+// kShort: for a block of up to 16 codes and without zero runs, which thus finds no loop. Others are handed on.
+template <bool kShort>
+ZMCJ_BIT_INSTRUCTIONS HWY_NOINLINE ZmcStatus EncodeSparse(const int16_t* block, uint8_t* bytes, int length,
+                                                          int* position, int16_t* last_dc, const EncodeSpec* dc,
+                                                          const EncodeSpec* ac, EncodeState* state) {
+  const int32_t difference = LoadSample<int16_t>(block) - *last_dc;
+  const Destination to = {bytes, length, position};
+  if (!PackedWriter::HasRoom(to) || !MagnitudeTable::Has(difference)) [[unlikely]]
+    return EncodeRare(block, bytes, length, position, last_dc, dc, ac, state);
+  const SparseConstants& constants = FromMemory();
+  SparseCoder coder(block, constants);
+  if constexpr (kShort) {
+    if (coder.left() > 16 || coder.far() != 0) [[unlikely]]
+      return EncodeSparse<false>(block, bytes, length, position, last_dc, dc, ac, state);
+  } else {
+    while (const uint64_t far = coder.far()) coder.CodeZeros(far);
+  }
+  SparseWriter writer(to, state, constants);
+  if (!PutBlock<kShort>(coder, difference, dc, ac, writer)) [[unlikely]]
+    return EncodeRare(block, bytes, length, position, last_dc, dc, ac, state);
+  writer.Save(to, state);
+  *last_dc = LoadSample<int16_t>(block);
+  return zmcStatusOk;
+}
+constexpr auto Encode = EncodeSparse<true>;
+#else
 // The AC coefficients of a block whose values are bytes, one after the other.
 class ByteCoder {
  public:
@@ -287,19 +332,6 @@ class ByteCoder {
 // The AC coefficients of a block, and its end. False where the table lacks a code.
 ZMCJ_BIT_INSTRUCTIONS HWY_INLINE bool PutAc(const ZigzagBlock& zigzag, const EncodeSpec* ac, BlockBits& bits) {
   const uint64_t mask = NonZeroMask(zigzag) & ~uint64_t{1};
-#if HWY_TARGET == HWY_AVX3
-  if (std::popcount(mask) > 16) {
-    SparseCoder sparse(zigzag, mask, ac);
-    if (!sparse.has_zero_run()) [[likely]] {
-      bits.Spill();
-      while (sparse.left() > 0) {
-        if (!sparse.PutSixteen(bits)) [[unlikely]]
-          return false;
-      }
-      return mask >> 63 != 0 || bits.PutAlone(Code(reinterpret_cast<const uint8_t*>(ac) + 4 * kEndOfBlock));
-    }
-  }
-#endif
   ByteMagnitudes magnitudes;
   StoreMagnitudes(zigzag, &magnitudes);
   ByteCoder coder(magnitudes, mask, ac);
@@ -341,6 +373,7 @@ ZMCJ_BIT_INSTRUCTIONS ZmcStatus Encode(const int16_t* block, uint8_t* bytes, int
   *last_dc = LoadSample<int16_t>(block);
   return zmcStatusOk;
 }
+#endif
 
 // Codes that the table lacks have no bits.
 struct PackedDirectSink {
