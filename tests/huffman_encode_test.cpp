@@ -120,6 +120,32 @@ TEST(HuffmanEncode, EveryDestinationLength) {
   }
 }
 
+// Records that no Init has made: whatever comes out stays inside.
+TEST(HuffmanEncode, AnyRecordsStayInside) {
+  Random random;
+  for (int round = 0; round < 300; ++round) {
+    EncodeSpecMemory dc(LuminanceDc()), ac(LuminanceAc());
+    for (EncodeSpecMemory* spec : {&dc, &ac}) {
+      for (size_t i = 0; i < 1024; ++i) {
+        if (random.In(0, round % 50) == 0) spec->data()[i] = static_cast<uint8_t>(random.In(0, 255));
+      }
+    }
+    for (const Level level : Levels()) {
+      const AtLevel at(level);
+      const Guarded dst(1500);
+      EncodeStateMemory state;
+      int position = 0;
+      int16_t last_dc = 0;
+      for (int i = 0; i < 8; ++i) {
+        int16_t block[64];
+        RandomBlock(random, block, 100);
+        Encode(block, dst.data(), 1500, &position, &last_dc, dc, ac, state, 0);
+        ASSERT_TRUE(position >= 0 && position <= 1500) << LevelName(level);
+      }
+    }
+  }
+}
+
 TEST(HuffmanEncode, BitsOfKnownBlocks) {
   const Tables t(LuminanceDc(), LuminanceAc());
   struct {

@@ -50,8 +50,8 @@ class BitWriter {
 
   // One symbol's code.
   ZmcStatus PutCode(uint32_t entry) {
-    if (entry >> 16 == 0) return zmcStatusBadHuffmanTable;
-    return Put(entry, static_cast<int>(entry >> 16));
+    const auto length = static_cast<int>(CodeLength(entry));
+    return length == 0 ? zmcStatusBadHuffmanTable : Put(entry, length);
   }
 
   // The code, then the category's appended bits: two writes, the first of which stands when the second fails.

@@ -88,8 +88,9 @@ struct DirectSink {
   EncodeTables tables;
   bool touched = false;
   ZmcStatus Put(uint32_t entry, uint32_t appended, int category) {
-    touched |= entry >> 16 != 0 || category != 0;
-    writer.Put(entry, static_cast<int>(entry >> 16));
+    const auto length = static_cast<int>(CodeLength(entry));
+    touched |= length != 0 || category != 0;
+    writer.Put(entry, length);
     return writer.Put(appended, category);
   }
   ZmcStatus Dc(uint32_t symbol, uint32_t appended, int category) {
@@ -204,7 +205,7 @@ struct PackedSink {
   PackedWriter writer;
   EncodeTables tables;
   HWY_INLINE bool Put(uint32_t entry, uint32_t appended, int category) {
-    const int length = static_cast<int>(entry >> 16);
+    const int length = static_cast<int>(CodeLength(entry));
     if (length == 0) return false;
     writer.Put(static_cast<uint64_t>(entry & 0xFFFF) << category | appended, length + category);
     return true;
@@ -214,7 +215,7 @@ struct PackedSink {
     const auto* const entries = reinterpret_cast<const uint8_t*>(tables.ac);
     const uint64_t at = run * 64 + uint64_t{category} * 4;
     const int length = LoadSample<uint16_t>(entries + at + 2);
-    if (length == 0) [[unlikely]]
+    if (length < 1 || length > kMaxCodeLength) [[unlikely]]
       return false;
     const uint64_t code = LoadSample<uint16_t>(entries + at);
     writer.Put(code << category | appended, length + static_cast<int>(category));
@@ -380,7 +381,8 @@ struct PackedDirectSink {
   PackedWriter writer;
   EncodeTables tables;
   HWY_INLINE bool Put(uint32_t entry, uint32_t appended, int category) {
-    writer.Put(static_cast<uint64_t>(entry & 0xFFFF) << category | appended, static_cast<int>(entry >> 16) + category);
+    writer.Put(static_cast<uint64_t>(entry & 0xFFFF) << category | appended,
+               static_cast<int>(CodeLength(entry)) + category);
     return true;
   }
   HWY_INLINE bool Dc(uint32_t symbol, uint32_t appended, int category) {

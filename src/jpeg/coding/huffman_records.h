@@ -56,6 +56,9 @@ using DecodeState = ZmciDecodeHuffmanState_JPEG_8u;
 inline constexpr int kMaxCodeLength = 16;
 inline constexpr int kNoCode = 65535;  // in maxcode
 
+// Of an encoder's entry; 0: no code. So has an entry that no Init has made, which would lead outside the destination.
+inline uint32_t CodeLength(uint32_t entry) { return entry >> 16 <= kMaxCodeLength ? entry >> 16 : 0; }
+
 // A code of up to kLookahead bits and its symbol: what the decoder looks up.
 inline constexpr int kLookahead = 9;
 // Codes that take more with their bits, which no picture has, are left to the search by length: two found ones and the

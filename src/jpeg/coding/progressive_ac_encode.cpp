@@ -34,7 +34,7 @@ class PackedAcSink {
   // A code with n bits behind it; all others of `bits` are 0.
   HWY_INLINE ZmcStatus Coded(uint32_t symbol, uint32_t bits, int n) {
     const uint32_t entry = ac_->entries[symbol];
-    const int length = static_cast<int>(entry >> 16);
+    const int length = static_cast<int>(CodeLength(entry));
     if (length == 0) return zmcStatusBadHuffmanTable;
     writer_.Put(static_cast<uint64_t>(entry & 0xFFFF) << n | bits, length + n);
     return zmcStatusOk;
