@@ -25,10 +25,16 @@ struct EncodeTables {
   const EncodeSpec* ac;
 };
 
+// What all blocks of a component are coded with.
+struct Scan {
+  Destination to;
+  int16_t* last_dc;
+  EncodeTables tables;
+  EncodeState* state;
+};
+
 struct HuffmanEncodeKernels {
-  // Takes its arguments as the exported function does, which thus ends in a jump.
-  ZmcStatus (*encode)(const int16_t* block, uint8_t* bytes, int length, int* position, int16_t* last_dc,
-                      const EncodeSpec* dc, const EncodeSpec* ac, EncodeState* state);
+  ZmcStatus (*encode)(const int16_t* block, const Scan& scan);
   void (*encode_direct)(const int16_t* block, uint8_t* dst, int* bits, int16_t* last_dc, const EncodeTables& tables);
   void (*count)(const int16_t* block, int* dc_counts, int* ac_counts, int16_t* last_dc);
 };
@@ -114,11 +120,10 @@ struct CountingSink {
   }
 };
 
-inline ZmcStatus EncodeReference(const int16_t* block, uint8_t* bytes, int length, int* position, int16_t* last_dc,
-                                 const EncodeSpec* dc, const EncodeSpec* ac, EncodeState* state) {
-  CheckedSink sink{BitWriter({bytes, length, position}, state), {dc, ac}};
-  const ZmcStatus status = WalkReference(block, last_dc, sink);
-  sink.writer.Save(state);
+inline ZmcStatus EncodeReference(const int16_t* block, const Scan& scan) {
+  CheckedSink sink{BitWriter(scan.to, scan.state), scan.tables};
+  const ZmcStatus status = WalkReference(block, scan.last_dc, sink);
+  sink.writer.Save(scan.state);
   return status;
 }
 
@@ -230,59 +235,58 @@ struct PackedSink {
 };
 
 // What 8-bit pictures seldom have: apart, so that the others keep the registers for themselves.
-ZMCJ_BIT_INSTRUCTIONS HWY_NOINLINE ZmcStatus EncodeRare(const int16_t* block, uint8_t* bytes, int length, int* position,
-                                                        int16_t* last_dc, const EncodeSpec* dc, const EncodeSpec* ac,
-                                                        EncodeState* state) {
-  const Destination to = {bytes, length, position};
-  if (!PackedWriter::HasRoom(to)) return EncodeReference(block, bytes, length, position, last_dc, dc, ac, state);
-  PackedSink sink{PackedWriter(to, state), {dc, ac}};
-  const bool coded = Walk(block, last_dc, sink);
+ZMCJ_BIT_INSTRUCTIONS HWY_NOINLINE ZmcStatus EncodeRare(const int16_t* block, const Scan& scan) {
+  if (!PackedWriter::HasRoom(scan.to)) return EncodeReference(block, scan);
+  PackedSink sink{PackedWriter(scan.to, scan.state), scan.tables};
+  const bool coded = Walk(block, scan.last_dc, sink);
   sink.writer.Flush();
-  sink.writer.Save(state);
+  sink.writer.Save(scan.state);
   return coded ? zmcStatusOk : zmcStatusBadHuffmanTable;
 }
 
 #if HWY_TARGET == HWY_AVX3
-// False where the table lacks a code, or the block is not for this.
+// False where the table lacks a code, or the block is not for this: then no more than its first bytes are written.
 template <bool kShort>
-ZMCJ_BIT_INSTRUCTIONS HWY_INLINE bool PutBlock(SparseCoder& coder, int32_t difference, const EncodeSpec* dc,
-                                               const EncodeSpec* ac, SparseWriter& writer) {
-  const Magnitude& m = kMagnitudes.middle()[difference];
-  const Code code(reinterpret_cast<const uint8_t*>(dc) + 4 * size_t{m.category});
-  if (code.length - 1 >= kMaxCodeLength) [[unlikely]]
+ZMCJ_BIT_INSTRUCTIONS HWY_INLINE bool PutBlock(SparseCoder& coder, int32_t difference, const Scan& scan) {
+  const SixteenCodes first = coder.Next(~uint64_t{1}, scan.tables.ac);
+  if (!first.good) [[unlikely]]
     return false;
-  writer.PutDc(uint64_t{code.bits} << m.category | m.appended, code.length + m.category);
-  for (uint64_t lanes = ~uint64_t{1};; lanes = ~uint64_t{0}) {
-    const SixteenCodes codes = coder.Next(lanes, ac);
-    if (!codes.good || !writer.Put(codes)) [[unlikely]]
-      return false;
-    if (kShort || coder.left() <= 16) return true;
-    coder.Skip();
+  const Magnitude& m = kMagnitudes.middle()[difference];
+  const uint32_t entry = scan.tables.dc->entries[m.category], length = CodeLength(entry);
+  if (length == 0) [[unlikely]]
+    return false;
+  SparseWriter writer(scan.to, scan.state, coder.constants());
+  writer.PutDc(uint64_t{entry & 0xFFFF} << m.category | m.appended, length + m.category);
+  if (!writer.Put(first)) [[unlikely]]
+    return false;
+  if constexpr (!kShort) {
+    while (coder.left() > 16) {
+      coder.Skip();
+      const SixteenCodes codes = coder.Next(~uint64_t{0}, scan.tables.ac);
+      if (!codes.good || !writer.Put(codes)) [[unlikely]]
+        return false;
+    }
   }
+  writer.Save(scan.to, scan.state);
+  return true;
 }
 
 // kShort: for a block of up to 16 codes and without zero runs, which thus finds no loop. Others are handed on.
 template <bool kShort>
-ZMCJ_BIT_INSTRUCTIONS HWY_NOINLINE ZmcStatus EncodeSparse(const int16_t* block, uint8_t* bytes, int length,
-                                                          int* position, int16_t* last_dc, const EncodeSpec* dc,
-                                                          const EncodeSpec* ac, EncodeState* state) {
-  const int32_t difference = LoadSample<int16_t>(block) - *last_dc;
-  const Destination to = {bytes, length, position};
-  if (!PackedWriter::HasRoom(to) || !MagnitudeTable::Has(difference)) [[unlikely]]
-    return EncodeRare(block, bytes, length, position, last_dc, dc, ac, state);
-  const SparseConstants& constants = FromMemory();
-  SparseCoder coder(block, constants);
+ZMCJ_BIT_INSTRUCTIONS HWY_NOINLINE ZmcStatus EncodeSparse(const int16_t* block, const Scan& scan) {
+  const int32_t difference = LoadSample<int16_t>(block) - *scan.last_dc;
+  if (!PackedWriter::HasRoom(scan.to) || !MagnitudeTable::Has(difference)) [[unlikely]]
+    return EncodeRare(block, scan);
+  SparseCoder coder(block);
   if constexpr (kShort) {
     if (coder.left() > 16 || coder.far() != 0) [[unlikely]]
-      return EncodeSparse<false>(block, bytes, length, position, last_dc, dc, ac, state);
+      return EncodeSparse<false>(block, scan);
   } else {
     while (const uint64_t far = coder.far()) coder.CodeZeros(far);
   }
-  SparseWriter writer(to, state, constants);
-  if (!PutBlock<kShort>(coder, difference, dc, ac, writer)) [[unlikely]]
-    return EncodeRare(block, bytes, length, position, last_dc, dc, ac, state);
-  writer.Save(to, state);
-  *last_dc = LoadSample<int16_t>(block);
+  if (!PutBlock<kShort>(coder, difference, scan)) [[unlikely]]
+    return EncodeRare(block, scan);
+  *scan.last_dc = LoadSample<int16_t>(block);
   return zmcStatusOk;
 }
 constexpr auto Encode = EncodeSparse<true>;
@@ -356,22 +360,19 @@ ZMCJ_BIT_INSTRUCTIONS HWY_INLINE bool PutBlock(const ZigzagBlock& zigzag, int32_
   return bits.plausible();
 }
 
-ZMCJ_BIT_INSTRUCTIONS ZmcStatus Encode(const int16_t* block, uint8_t* bytes, int length, int* position,
-                                       int16_t* last_dc, const EncodeSpec* dc, const EncodeSpec* ac,
-                                       EncodeState* state) {
+ZMCJ_BIT_INSTRUCTIONS ZmcStatus Encode(const int16_t* block, const Scan& scan) {
   const ZigzagBlock zigzag = ToZigzag(block);
-  const int32_t difference = LoadSample<int16_t>(block) - *last_dc;
-  const Destination to = {bytes, length, position};
-  if (!PackedWriter::HasRoom(to) || !MagnitudeTable::Has(difference) || !Unsaturated(zigzag)) [[unlikely]] {
-    return EncodeRare(block, bytes, length, position, last_dc, dc, ac, state);
+  const int32_t difference = LoadSample<int16_t>(block) - *scan.last_dc;
+  if (!PackedWriter::HasRoom(scan.to) || !MagnitudeTable::Has(difference) || !Unsaturated(zigzag)) [[unlikely]] {
+    return EncodeRare(block, scan);
   }
   BlockBits::Memory memory;
-  BlockBits bits(memory, state);
-  if (!PutBlock(zigzag, difference, dc, ac, bits)) [[unlikely]] {
-    return EncodeRare(block, bytes, length, position, last_dc, dc, ac, state);
+  BlockBits bits(memory, scan.state);
+  if (!PutBlock(zigzag, difference, scan.tables.dc, scan.tables.ac, bits)) [[unlikely]] {
+    return EncodeRare(block, scan);
   }
-  bits.Save(to, state);
-  *last_dc = LoadSample<int16_t>(block);
+  bits.Save(scan.to, scan.state);
+  *scan.last_dc = LoadSample<int16_t>(block);
   return zmcStatusOk;
 }
 #endif
@@ -450,9 +451,10 @@ ZmcStatus zmciEncodeHuffman8x8_JPEG_16s1u_C1(const int16_t* pSrc, uint8_t* pDst,
                                              const ZmciEncodeHuffmanSpec_JPEG_8u* pAcTable,
                                              ZmciEncodeHuffmanState_JPEG_8u* pEncHuffState, int bFlush) {
   if (ZmcStatus s = CheckDestination(pDst, dstLenBytes, pDstCurrPos, pEncHuffState)) return s;
-  if (bFlush != 0) return PadAndReset({pDst, dstLenBytes, pDstCurrPos}, pEncHuffState);
+  const Scan scan = {{pDst, dstLenBytes, pDstCurrPos}, pLastDC, {pDcTable, pAcTable}, pEncHuffState};
+  if (bFlush != 0) return PadAndReset(scan.to, pEncHuffState);
   if (ZmcStatus s = NotNull(pSrc, pLastDC, pDcTable, pAcTable)) return s;
-  return huffman_encode->encode(pSrc, pDst, dstLenBytes, pDstCurrPos, pLastDC, pDcTable, pAcTable, pEncHuffState);
+  return huffman_encode->encode(pSrc, scan);
 }
 
 ZmcStatus zmciEncodeHuffman8x8_Direct_JPEG_16s1u_C1(const int16_t* pSrc, uint8_t* pDst, int* pDstBitsLen,

@@ -81,13 +81,14 @@ struct SixteenCodes {
 // Finds the codes of AC coefficients and of the end of the block. Their first place is DC's, which stays empty.
 class SparseCoder {
  public:
-  ZMCJ_BIT_INSTRUCTIONS HWY_INLINE SparseCoder(const int16_t* block, const SparseConstants& constants) : c_(constants) {
+  explicit ZMCJ_BIT_INSTRUCTIONS HWY_INLINE SparseCoder(const int16_t* block) : c_(FromMemory()) {
     const __m512i packed = _mm512_packs_epi16(_mm512_loadu_si512(block), _mm512_loadu_si512(block + 32));
     zigzag_ = _mm512_permutex2var_epi8(packed, c_.zigzag, c_.one);
     mask_ = _mm512_test_epi8_mask(zigzag_, zigzag_);
     MoveTogether();
   }
 
+  const SparseConstants& constants() const { return c_; }
   // How many there are still, with DC's place.
   int left() const { return left_; }
 
