@@ -110,21 +110,28 @@ void CheckInPlace(int width, int height, int variant, Random& random, WorkBuffer
   ASSERT_TRUE(!lossless || back.samples == original.samples) << "the model";
   int bytes;
   ASSERT_EQ(K::size(&rect, &bytes), zmcStatusOk);
-  Padded region(row_bytes, height, step, offset);
+  // Padding tells of samples written outside; the page next to a region without it, of samples read there.
+  Padded padded(row_bytes, height, step, offset);
+  const Guarded bare(static_cast<size_t>(step) * static_cast<size_t>(height - 1) + row_bytes,
+                     random.In(0, 2) != 0 ? Guarded::Side::kEnd : Guarded::Side::kStart);
   for (const Level level : Levels()) {
-    SCOPED_TRACE(::testing::Message() << LevelName(level) << " " << width << "x" << height << " at " << rect.x << ","
-                                      << rect.y << " step " << step << " offset " << offset);
-    const AtLevel at(level);
-    for (int y = 0; y < height; ++y) std::memcpy(region.at(y), &original.at(0, y), row_bytes);
-    ASSERT_EQ(K::forward(region.as<T>(), step, &rect, work.Of(bytes)), zmcStatusOk);
-    for (int y = 0; y < height; ++y)
-      ASSERT_TRUE(SameArray(reinterpret_cast<unsigned char*>(&there.at(0, y)), region.at(y), row_bytes))
-          << "forward, row " << y;
-    ASSERT_EQ(K::inverse(region.as<T>(), step, &rect, work.Of(bytes)), zmcStatusOk);
-    for (int y = 0; y < height; ++y)
-      ASSERT_TRUE(SameArray(reinterpret_cast<unsigned char*>(&back.at(0, y)), region.at(y), row_bytes))
-          << "inverse, row " << y;
-    ASSERT_TRUE(region.CheckPadding());
+    for (unsigned char* const region : {padded.at(0), bare.data()}) {
+      SCOPED_TRACE(::testing::Message() << LevelName(level) << " " << width << "x" << height << " at " << rect.x << ","
+                                        << rect.y << " step " << step << " offset " << offset);
+      const AtLevel at(level);
+      T* const samples = reinterpret_cast<T*>(region);
+      const auto row = [&](int y) { return region + static_cast<ptrdiff_t>(y) * step; };
+      for (int y = 0; y < height; ++y) std::memcpy(row(y), &original.at(0, y), row_bytes);
+      ASSERT_EQ(K::forward(samples, step, &rect, work.Of(bytes)), zmcStatusOk);
+      for (int y = 0; y < height; ++y)
+        ASSERT_TRUE(SameArray(reinterpret_cast<unsigned char*>(&there.at(0, y)), row(y), row_bytes))
+            << "forward, row " << y;
+      ASSERT_EQ(K::inverse(samples, step, &rect, work.Of(bytes)), zmcStatusOk);
+      for (int y = 0; y < height; ++y)
+        ASSERT_TRUE(SameArray(reinterpret_cast<unsigned char*>(&back.at(0, y)), row(y), row_bytes))
+            << "inverse, row " << y;
+    }
+    ASSERT_TRUE(padded.CheckPadding());
   }
 }
 

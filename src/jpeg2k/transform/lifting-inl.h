@@ -292,7 +292,14 @@ ZMCJ_LIFTING_INLINE void LeadIn(const Source& src, const Target& dst, const Line
   StoreSample(dst.At(0), staged[M::kLanes - 1]);
 }
 
-// A line of at least two registers of samples.
+// Whether a line has the samples of all registers: of two at least, and of one that is not the last one, which starts
+// kSteps - 1 samples behind the first pair.
+template <class W, class M>
+ZMCJ_LIFTING_INLINE bool IsLong(const Line& line) {
+  const int64_t last = (line.length - line.a_offset() + 1) / 2 - M::kLanes;
+  return line.length >= 2 * M::kLanes && (last == 0 || last >= W::kSteps / 2);
+}
+
 template <class W, bool kInverse, template <class> class Machine, class Source, class Target>
 void LiftLongRow(const Source& src, const Target& dst, const Line& line, const typename W::Sample* next) {
   using M = Machine<typename W::Register>;
@@ -406,7 +413,7 @@ void Row(const Source& src, const Target& dst, const Line& line, const typename 
   using M = Machine<typename W::Register>;
   if constexpr (M::kLanes == 1) {
     FeedSingly<W, kInverse>(src, dst, line, line.LastFeed(W::kSteps) + 1);
-  } else if (line.length < 2 * M::kLanes) {
+  } else if (!IsLong<W, M>(line)) {
     constexpr auto& narrower = kNarrower.Of(W());
     if constexpr (kInverse) {
       narrower.inverse_row(src, dst, line, next);
