@@ -177,8 +177,9 @@ class SparseWriter {
     // Two to a number: the second one is moved to the left, and goes round to below the first.
     const __m512i turned = _mm512_sllv_epi32(codes.bits, _mm512_subs_epu16(c_.second_width, codes.length));
     const __m512i two = _mm512_rolv_epi64(turned, _mm512_srli_epi64(codes.length, 32));
-    // In every lane the stream up to and with its pair: its length, and the last 64 bits, or those of eight codes. They
-    // are enough to fill the byte that the lane begins in: seven codes have seven bits at least.
+    // In every lane the stream up to and with its pair: how long it is, and its last 64 bits, or those of eight codes.
+    // Thus they fill the byte that the pair begins in: of the six codes before it three at most are zero runs, and the
+    // others have a bit behind their code.
     const __m512i length2 = _mm512_sad_epu8(codes.length, _mm512_setzero_si512());
     const __m512i four = _mm512_or_si512(two, _mm512_sllv_epi64(Up<1>(two), length2));
     const __m512i length4 = _mm512_add_epi64(length2, Up<1>(length2));
