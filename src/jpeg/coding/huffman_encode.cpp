@@ -156,13 +156,6 @@ namespace zmcj::HWY_NAMESPACE {
 #if ZMCJ_VECTOR_LEVEL
 namespace {
 
-// Keeps an address in a register where the compiler would form it anew for every use.
-template <class T>
-HWY_INLINE const T* InRegister(const T* address) {
-  __asm__("" : "+r"(address));
-  return address;
-}
-
 // From one non-zero coefficient to the next. The sink says whether to go on. `kByTable`: all are in kMagnitudes.
 template <bool kByTable, class Sink>
 ZMCJ_BIT_INSTRUCTIONS HWY_INLINE bool WalkMask(const int16_t* block, uint64_t mask, Sink& sink) {

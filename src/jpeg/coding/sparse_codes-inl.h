@@ -37,11 +37,8 @@ struct alignas(64) Lanes {
 };
 
 struct SparseConstants {
-  // Packed words come eight by eight from the first and the last half of the block. In DC's place stands `one`.
-  Lanes<uint8_t> zigzag{64, [](int k) {
-                          const int natural = kNaturalOrder[k];
-                          return k == 0 ? 64 : natural % 32 / 8 * 16 + natural / 32 * 8 + natural % 8;
-                        }};
+  // In DC's place stands `one`.
+  Lanes<uint8_t> zigzag{64, [](int k) { return k == 0 ? 64 : PackedPlace(k); }};
   Lanes<uint8_t> behind{64, [](int k) { return k + 1; }}, before{64, [](int k) { return k - 1; }};
   Lanes<uint8_t> big_endian{64, [](int i) { return i ^ 7; }};
   Lanes<uint8_t> one{1}, ones{0xFF}, above15{0xF0};
@@ -49,13 +46,6 @@ struct SparseConstants {
   Lanes<uint64_t> second_width{uint64_t{32} << 32}, below8{7};
 };
 inline constexpr SparseConstants kSparseConstants;
-
-// They are operands from memory: of constants that it sees the compiler makes registers, several instructions for each.
-HWY_INLINE const SparseConstants& FromMemory() {
-  const SparseConstants* address = &kSparseConstants;
-  __asm__("" : "+r"(address));
-  return *address;
-}
 
 // The bytes of the mask, together; zeros follow. Into a register that is new, since vpcompressb waits for its old
 // contents even where it clears them.
@@ -81,9 +71,8 @@ struct SixteenCodes {
 // Finds the codes of AC coefficients and of the end of the block. Their first place is DC's, which stays empty.
 class SparseCoder {
  public:
-  explicit ZMCJ_BIT_INSTRUCTIONS HWY_INLINE SparseCoder(const int16_t* block) : c_(FromMemory()) {
-    const __m512i packed = _mm512_packs_epi16(_mm512_loadu_si512(block), _mm512_loadu_si512(block + 32));
-    zigzag_ = _mm512_permutex2var_epi8(packed, c_.zigzag, c_.one);
+  explicit ZMCJ_BIT_INSTRUCTIONS HWY_INLINE SparseCoder(const int16_t* block) : c_(*InRegister(&kSparseConstants)) {
+    zigzag_ = _mm512_permutex2var_epi8(PackBlock(block), c_.zigzag, c_.one);
     mask_ = _mm512_test_epi8_mask(zigzag_, zigzag_);
     MoveTogether();
   }

@@ -17,6 +17,14 @@ namespace zmcj::HWY_NAMESPACE {
 namespace {
 namespace hn = hwy::HWY_NAMESPACE;
 
+// Keeps an address in a register where the compiler would form it anew for every use, or make registers of the
+// constants behind it, several instructions for each.
+template <class T>
+HWY_INLINE const T* InRegister(const T* address) {
+  __asm__("" : "+r"(address));
+  return address;
+}
+
 using Words = hn::Full128<int16_t>;  // a row
 using Bytes = hn::Full128<uint8_t>;  // two rows, or 16 zigzag positions
 using VWords = hn::Vec<Words>;
@@ -104,13 +112,21 @@ struct ZigzagBlock {
 };
 
 #if HWY_TARGET == HWY_AVX3
+// Where in the packed block the coefficient of zigzag position k stands: its words come eight by eight from the first
+// and the last half.
+constexpr int PackedPlace(int k) {
+  const int natural = kNaturalOrder[k];
+  return natural % 32 / 8 * 16 + natural / 32 * 8 + natural % 8;
+}
+HWY_INLINE __m512i PackBlock(const int16_t* block) {
+  return _mm512_packs_epi16(_mm512_loadu_si512(block), _mm512_loadu_si512(block + 32));
+}
+
 struct WideZigzagShuffles {
   constexpr WideZigzagShuffles() {
     for (int k = 0; k < 64; ++k) {
-      const int natural = kNaturalOrder[k];
       words[k] = kNaturalOrder[k];
-      // Packed words come eight by eight from the first and the last half of the block.
-      bytes[k] = static_cast<uint8_t>(natural % 32 / 8 * 16 + natural / 32 * 8 + natural % 8);
+      bytes[k] = static_cast<uint8_t>(PackedPlace(k));
     }
   }
   alignas(64) uint16_t words[64] = {};
@@ -125,9 +141,9 @@ HWY_INLINE __m512i ZigzagHalf(__m512i low, __m512i high) {
 }
 
 ZMCJ_BIT_INSTRUCTIONS HWY_INLINE ZigzagBlock ToZigzag(const int16_t* block) {
-  const __m512i packed = _mm512_packs_epi16(_mm512_loadu_si512(block), _mm512_loadu_si512(block + 32));
   constexpr uint64_t kAc = ~uint64_t{1};
-  return {{ZigzagV{_mm512_maskz_permutexvar_epi8(kAc, _mm512_load_si512(kWideZigzagShuffles.bytes), packed)}}};
+  return {
+      {ZigzagV{_mm512_maskz_permutexvar_epi8(kAc, _mm512_load_si512(kWideZigzagShuffles.bytes), PackBlock(block))}}};
 }
 #elif HWY_TARGET == HWY_AVX2
 // Each lane is looked up in apart, so both get the same two rows.
