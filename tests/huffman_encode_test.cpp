@@ -49,17 +49,38 @@ struct Tables {
   ModelCodes dc_codes, ac_codes;
 };
 
+// AC codes for these blocks. One symbol's, often that of sixteen zeros, has one bit, and that of 1 or -1 two.
+RawTable TableFor(const std::vector<std::array<int16_t, 64>>& blocks, Random& random) {
+  int dc_counts[256] = {}, ac_counts[256] = {};
+  int16_t last_dc = 0;
+  for (const auto& block : blocks) {
+    zmciGetHuffmanStatistics8x8_JPEG_16s_C1(block.data(), dc_counts, ac_counts, &last_dc);
+  }
+  int symbol = random.In(0, 3) == 0 ? 0xF0 : random.In(0, 255);
+  while (ac_counts[symbol] == 0) symbol = random.In(0, 255);
+  ac_counts[symbol] += 1'000'000;
+  ac_counts[0x01] += 100'000;
+  RawTable table;
+  zmciEncodeHuffmanRawTableInit_JPEG_8u(ac_counts, table.bits, table.values);
+  return table;
+}
+
 // Scans of random blocks: status, position, state, last DC and every byte after each block, with random tables that may
-// lack a symbol, into destinations of every kind of length.
+// lack a symbol and such that lack none, into destinations of every kind of length.
 TEST(HuffmanEncode, LikeTheModelAtEveryLevel) {
   Random random;
   for (int round = 0; round < 400; ++round) {
-    const Tables t(round % 3 ? RandomTable(random) : LuminanceDc(), round % 3 ? RandomTable(random) : LuminanceAc());
-    ASSERT_EQ(t.dc.status | t.ac.status, zmcStatusOk);
     std::vector<std::array<int16_t, 64>> blocks(20);
     constexpr int kLimits[4] = {32767, 1023, 128, 1023};
     for (auto& block : blocks) RandomBlock(random, block.data(), kLimits[round % 4]);
     if (round % 7 == 0) blocks[0][static_cast<size_t>(random.In(0, 63))] = -32768;
+    blocks[1] = {};
+    for (const int k : {0, 1, 2, 63}) blocks[1][kZigzag[k]] = random.In(0, 1) ? 1 : -1;
+    RawTable dc = LuminanceDc(), ac = LuminanceAc();
+    if (round % 3 == 1) dc = RandomTable(random), ac = RandomTable(random);
+    if (round % 3 == 2) ac = TableFor(blocks, random);
+    const Tables t(dc, ac);
+    ASSERT_EQ(t.dc.status | t.ac.status, zmcStatusOk);
     const int length = round % 2 ? 8000 : random.In(1, 1200);
     for (const Level level : Levels()) {
       const AtLevel at(level);

@@ -34,7 +34,9 @@ struct Scan {
 };
 
 struct HuffmanEncodeKernels {
-  ZmcStatus (*encode)(const int16_t* block, const Scan& scan);
+  // With the arguments where the public function has them: its call of this becomes a jump.
+  ZmcStatus (*encode)(const int16_t* block, uint8_t* bytes, int length, int* position, int16_t* last_dc,
+                      const EncodeSpec* dc, const EncodeSpec* ac, EncodeState* state);
   void (*encode_direct)(const int16_t* block, uint8_t* dst, int* bits, int16_t* last_dc, const EncodeTables& tables);
   void (*count)(const int16_t* block, int* dc_counts, int* ac_counts, int16_t* last_dc);
 };
@@ -120,10 +122,11 @@ struct CountingSink {
   }
 };
 
-inline ZmcStatus EncodeReference(const int16_t* block, const Scan& scan) {
-  CheckedSink sink{BitWriter(scan.to, scan.state), scan.tables};
-  const ZmcStatus status = WalkReference(block, scan.last_dc, sink);
-  sink.writer.Save(scan.state);
+inline ZmcStatus EncodeReference(const int16_t* block, uint8_t* bytes, int length, int* position, int16_t* last_dc,
+                                 const EncodeSpec* dc, const EncodeSpec* ac, EncodeState* state) {
+  CheckedSink sink{BitWriter({bytes, length, position}, state), {dc, ac}};
+  const ZmcStatus status = WalkReference(block, last_dc, sink);
+  sink.writer.Save(state);
   return status;
 }
 
@@ -229,7 +232,10 @@ struct PackedSink {
 
 // What 8-bit pictures seldom have: apart, so that the others keep the registers for themselves.
 ZMCJ_BIT_INSTRUCTIONS HWY_NOINLINE ZmcStatus EncodeRare(const int16_t* block, const Scan& scan) {
-  if (!PackedWriter::HasRoom(scan.to)) return EncodeReference(block, scan);
+  if (!PackedWriter::HasRoom(scan.to)) {
+    return EncodeReference(block, scan.to.bytes, scan.to.length, scan.to.position, scan.last_dc, scan.tables.dc,
+                           scan.tables.ac, scan.state);
+  }
   PackedSink sink{PackedWriter(scan.to, scan.state), scan.tables};
   const bool coded = Walk(block, scan.last_dc, sink);
   sink.writer.Flush();
@@ -238,51 +244,40 @@ ZMCJ_BIT_INSTRUCTIONS HWY_NOINLINE ZmcStatus EncodeRare(const int16_t* block, co
 }
 
 #if HWY_TARGET == HWY_AVX3
-// False where the table lacks a code, or the block is not for this: then no more than its first bytes are written.
+// kShort: for a block of up to 16 codes and without zero runs, which thus finds no loop. False where the block is not for
+// this, or the table lacks a code: then no more than its first bytes are written.
 template <bool kShort>
-ZMCJ_BIT_INSTRUCTIONS HWY_INLINE bool PutBlock(SparseCoder& coder, int32_t difference, const Scan& scan) {
-  const SixteenCodes first = coder.Next(~uint64_t{1}, scan.tables.ac);
-  if (!first.good) [[unlikely]]
+ZMCJ_BIT_INSTRUCTIONS HWY_INLINE bool EncodeSparse(const int16_t* block, const Scan& scan) {
+  const int32_t difference = LoadSample<int16_t>(block) - *scan.last_dc;
+  if (!PackedWriter::HasRoom(scan.to) || !MagnitudeTable::Has(difference)) [[unlikely]]
     return false;
+  SparseCoder<!kShort> coder(block);
+  if (kShort && coder.left() > 16) [[unlikely]]
+    return false;
+  const SixteenCodes first = coder.template Codes<true>(scan.tables.ac);
   const Magnitude& m = kMagnitudes.middle()[difference];
   const uint32_t entry = scan.tables.dc->entries[m.category], length = CodeLength(entry);
-  if (length == 0) [[unlikely]]
+  if (!first.good || length == 0) [[unlikely]]
     return false;
   SparseWriter writer(scan.to, scan.state, coder.constants());
   writer.PutDc(uint64_t{entry & 0xFFFF} << m.category | m.appended, length + m.category);
   if (!writer.Put(first)) [[unlikely]]
     return false;
-  if constexpr (!kShort) {
-    while (coder.left() > 16) {
-      coder.Skip();
-      const SixteenCodes codes = coder.Next(~uint64_t{0}, scan.tables.ac);
-      if (!codes.good || !writer.Put(codes)) [[unlikely]]
-        return false;
-    }
+  while (!kShort && coder.left() > 16) {
+    coder.Skip();
+    const SixteenCodes codes = coder.template Codes<false>(scan.tables.ac);
+    if (!codes.good || !writer.Put(codes)) [[unlikely]]
+      return false;
   }
   writer.Save(scan.to, scan.state);
+  *scan.last_dc = LoadSample<int16_t>(block);
   return true;
 }
 
-// kShort: for a block of up to 16 codes and without zero runs, which thus finds no loop. Others are handed on.
-template <bool kShort>
-ZMCJ_BIT_INSTRUCTIONS HWY_NOINLINE ZmcStatus EncodeSparse(const int16_t* block, const Scan& scan) {
-  const int32_t difference = LoadSample<int16_t>(block) - *scan.last_dc;
-  if (!PackedWriter::HasRoom(scan.to) || !MagnitudeTable::Has(difference)) [[unlikely]]
-    return EncodeRare(block, scan);
-  SparseCoder coder(block);
-  if constexpr (kShort) {
-    if (coder.left() > 16 || coder.far() != 0) [[unlikely]]
-      return EncodeSparse<false>(block, scan);
-  } else {
-    while (const uint64_t far = coder.far()) coder.CodeZeros(far);
-  }
-  if (!PutBlock<kShort>(coder, difference, scan)) [[unlikely]]
-    return EncodeRare(block, scan);
-  *scan.last_dc = LoadSample<int16_t>(block);
-  return zmcStatusOk;
+constexpr auto EncodeUsual = EncodeSparse<true>;
+ZMCJ_BIT_INSTRUCTIONS HWY_NOINLINE ZmcStatus EncodeOther(const int16_t* block, const Scan& scan) {
+  return EncodeSparse<false>(block, scan) ? zmcStatusOk : EncodeRare(block, scan);
 }
-constexpr auto Encode = EncodeSparse<true>;
 #else
 // The AC coefficients of a block whose values are bytes, one after the other.
 class ByteCoder {
@@ -353,22 +348,31 @@ ZMCJ_BIT_INSTRUCTIONS HWY_INLINE bool PutBlock(const ZigzagBlock& zigzag, int32_
   return bits.plausible();
 }
 
-ZMCJ_BIT_INSTRUCTIONS ZmcStatus Encode(const int16_t* block, const Scan& scan) {
+ZMCJ_BIT_INSTRUCTIONS HWY_INLINE bool EncodeUsual(const int16_t* block, const Scan& scan) {
   const ZigzagBlock zigzag = ToZigzag(block);
   const int32_t difference = LoadSample<int16_t>(block) - *scan.last_dc;
   if (!PackedWriter::HasRoom(scan.to) || !MagnitudeTable::Has(difference) || !Unsaturated(zigzag)) [[unlikely]] {
-    return EncodeRare(block, scan);
+    return false;
   }
   BlockBits::Memory memory;
   BlockBits bits(memory, scan.state);
-  if (!PutBlock(zigzag, difference, scan.tables.dc, scan.tables.ac, bits)) [[unlikely]] {
-    return EncodeRare(block, scan);
-  }
+  if (!PutBlock(zigzag, difference, scan.tables.dc, scan.tables.ac, bits)) [[unlikely]]
+    return false;
   bits.Save(scan.to, scan.state);
   *scan.last_dc = LoadSample<int16_t>(block);
-  return zmcStatusOk;
+  return true;
 }
+constexpr auto EncodeOther = EncodeRare;
 #endif
+
+ZMCJ_BIT_INSTRUCTIONS ZmcStatus Encode(const int16_t* block, uint8_t* bytes, int length, int* position,
+                                       int16_t* last_dc, const EncodeSpec* dc, const EncodeSpec* ac,
+                                       EncodeState* state) {
+  const Scan scan = {{bytes, length, position}, last_dc, {dc, ac}, state};
+  if (EncodeUsual(block, scan)) [[likely]]
+    return zmcStatusOk;
+  return EncodeOther(block, Scan(scan));  // a copy, so that the other one can stay in registers
+}
 
 // Codes that the table lacks have no bits.
 struct PackedDirectSink {
@@ -444,10 +448,9 @@ ZmcStatus zmciEncodeHuffman8x8_JPEG_16s1u_C1(const int16_t* pSrc, uint8_t* pDst,
                                              const ZmciEncodeHuffmanSpec_JPEG_8u* pAcTable,
                                              ZmciEncodeHuffmanState_JPEG_8u* pEncHuffState, int bFlush) {
   if (ZmcStatus s = CheckDestination(pDst, dstLenBytes, pDstCurrPos, pEncHuffState)) return s;
-  const Scan scan = {{pDst, dstLenBytes, pDstCurrPos}, pLastDC, {pDcTable, pAcTable}, pEncHuffState};
-  if (bFlush != 0) return PadAndReset(scan.to, pEncHuffState);
+  if (bFlush != 0) return PadAndReset({pDst, dstLenBytes, pDstCurrPos}, pEncHuffState);
   if (ZmcStatus s = NotNull(pSrc, pLastDC, pDcTable, pAcTable)) return s;
-  return huffman_encode->encode(pSrc, scan);
+  return huffman_encode->encode(pSrc, pDst, dstLenBytes, pDstCurrPos, pLastDC, pDcTable, pAcTable, pEncHuffState);
 }
 
 ZmcStatus zmciEncodeHuffman8x8_Direct_JPEG_16s1u_C1(const int16_t* pSrc, uint8_t* pDst, int* pDstBitsLen,
