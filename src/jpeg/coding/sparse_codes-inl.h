@@ -1,6 +1,6 @@
 // A block's codes sixteen at a time, where registers have 512 bits. Read once per level.
 //
-// The coefficients that are not zero are moved together, with the runs before them; their codes are looked up in
+// The coefficients that are not zero are moved together, with their positions; their codes are looked up in
 // registers, joined two by two, and each pair is placed where it ends in the stream. There is no loop over codes, whose
 // number no processor predicts, and no memory between the block and its bytes: a load across several stores would wait
 // until all of them have left the processor.
@@ -56,7 +56,7 @@ struct SparseConstants {
   Lanes<uint8_t> zigzag{64, [](int k) { return k == 0 ? 64 : PackedPlace(k); }};
   Lanes<uint8_t> not_coded{64, [](int k) { return k == 0; }};
   Lanes<uint8_t> position{64, [](int k) { return k; }}, before{64, [](int k) { return k - 1; }};
-  Lanes<uint8_t> longest_step{16}, sixteen{16};
+  Lanes<uint8_t> sixteen{16};
 
   // Lanes of codes: its position and that of the one before it; eight times the difference; its value, at the top.
   Lanes<uint8_t> two_positions{64, [](int i) { return CodeInLane(i / 4) - i % 2; }};
@@ -127,9 +127,11 @@ class SparseCoder {
   ZMCJ_BIT_INSTRUCTIONS HWY_INLINE SixteenCodes Codes(const EncodeSpec* ac) const {
     const CodeLanes& lanes = kFirst ? c_.lanes_behind_dc : c_.lanes;
     const __mmask16 here = lanes.Below(left_), coefficients = lanes.Below(coefficients_);
-    const __m512i value =
-        kFirst ? _mm512_permutexvar_epi8(c_.value, values_)
-               : _mm512_maskz_permutexvar_epi8(0x8888'8888'8888'8888, _mm512_add_epi8(c_.value, skipped_), values_);
+    // Below the value stands zero: in the first sixteen DC's place has it.
+    constexpr __mmask64 kHighest = 0x8888'8888'8888'8888;
+    const __m512i value = kFirst
+                              ? _mm512_permutexvar_epi8(c_.value, values_)
+                              : _mm512_maskz_permutexvar_epi8(kHighest, _mm512_add_epi8(c_.value, skipped_), values_);
     const __m512i magnitude = _mm512_abs_epi32(value);
     const __m512i unused = _mm512_lzcnt_epi32(kZeroRuns ? _mm512_or_si512(magnitude, c_.below_value) : magnitude);
     const __m512i category = _mm512_maskz_sub_epi32(coefficients, c_.value_bits, unused);
@@ -157,7 +159,7 @@ class SparseCoder {
   // Places of coefficients with a run before them that is longer than a code can say.
   ZMCJ_BIT_INSTRUCTIONS HWY_INLINE uint64_t Far() const {
     const __m512i step = _mm512_subs_epu8(positions_, _mm512_permutexvar_epi8(c_.before, positions_));
-    return _mm512_cmpgt_epu8_mask(step, c_.longest_step);
+    return _mm512_cmpgt_epu8_mask(step, c_.sixteen);
   }
 
   // By run and category, which is below 8. Only half of what the table has for a run is looked at.
